@@ -1,0 +1,46 @@
+// Fault injection: the next COUNT calls of an operation fail with a code. Any thread.
+#pragma once
+
+#include <array>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+namespace vboard {
+
+enum class Op {
+  FpgaRead,
+  FpgaWrite,
+  FlashRead,
+  FlashWrite,
+  CardRead,
+  CardWrite,
+  IpcSend,
+  EnvOpen,
+  EnvGet,
+  EnvSet,
+  EdidSet,
+  EdidGet,
+  Light,
+  FlashInit,
+  Shell,
+  kCount
+};
+
+std::optional<Op> opFromName(std::string_view name);  // "fpga-read", ...
+
+class Faults {
+ public:
+  void set(Op op, unsigned long count, int code);  // count 0 clears
+  int next(Op op);                                 // one call of the daemon: 0, or the code with which it must fail
+
+ private:
+  struct Pending {
+    unsigned long count = 0;
+    int code = -1;
+  };
+  std::mutex m_mutex;
+  std::array<Pending, static_cast<size_t>(Op::kCount)> m_pending;
+};
+
+}  // namespace vboard
