@@ -48,10 +48,10 @@ class Activity {
 // FPGA registers and memory, the file "fpga": 256 MiB, sparse.
 class Fpga {
  public:
-  int read(uint32_t address, MutableBytes out) const;       // 0, or -1 outside the memory
-  int write(uint32_t address, Bytes data);                  // back door: status registers too
-  int writeFromDaemon(uint32_t address, Bytes data);        // status registers keep what they hold
-  void clear();                                             // power-on
+  int read(uint32_t address, MutableBytes out) const;  // 0, or -1 outside the memory
+  int write(uint32_t address, Bytes data);             // back door: status registers too
+  int writeFromDaemon(uint32_t address, Bytes data);   // status registers keep what they hold
+  void clear();                                        // power-on
 
   int fd = -1;
 };
@@ -78,7 +78,7 @@ class Env {
 // The board's clock: the machine's, with an offset kept in the file "clock".
 class Clock {
  public:
-  int64_t nowUs() const;        // since the epoch
+  int64_t nowUs() const;  // since the epoch
   int set(int64_t microseconds);
 
   std::atomic<int64_t> offsetUs{0};
@@ -112,9 +112,9 @@ struct Board {
 // The one board of the process. Requires a successful openBoard.
 Board& board();
 
-// Opens or makes the board in `directory`: locks it, reads board.conf, makes what is missing, starts the FPGA-load timer
-// and the monitor console. 0, or -1 and what was wrong. board_open() calls it with $KADREND_BOARD or "./board"; tests
-// call it with a directory of their own.
+// Opens or makes the board in `directory`: locks it, reads board.conf, makes what is missing, starts the FPGA-load
+// timer and the monitor console. 0, or -1 and what was wrong. board_open() calls it with $KADREND_BOARD or "./board";
+// tests call it with a directory of their own.
 int openBoard(const std::string& directory, std::string& error);
 
 // What `reboot -f` and the monitor's reboot do: swaps the factory image in, clears the FPGA and the cards' registers,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -39,6 +40,7 @@ class Faults {
     unsigned long count = 0;
     int code = -1;
   };
+  std::atomic<bool> m_armed{false};  // some count may not be 0
   std::mutex m_mutex;
   std::array<Pending, static_cast<size_t>(Op::kCount)> m_pending;
 };
