@@ -1,0 +1,140 @@
+#include "support/daemon_fixture.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+
+extern char** environ;
+
+namespace testing_support {
+
+using namespace TIRK_MCUC;
+
+ByteVector fromHex(const std::string& hex) {
+  ByteVector out;
+  for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out.push_back(static_cast<uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+  }
+  return out;
+}
+
+std::string toHex(Bytes bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string out;
+  for (const uint8_t b : bytes) {
+    out += kDigits[b >> 4];
+    out += kDigits[b & 15];
+  }
+  return out;
+}
+
+bool waitUntil(const std::function<bool()>& condition, int timeoutMs) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+DaemonTest::DaemonTest(std::string config, std::string option) : m_option(std::move(option)) {
+  m_directory.put("board.conf", config);
+}
+
+DaemonTest::~DaemonTest() {
+  kill9();
+}
+
+void DaemonTest::start() {
+  const std::string variable = "KADREND_BOARD=" + board();
+  std::vector<char*> environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (std::string(*entry).rfind("KADREND_BOARD=", 0) != 0) environment.push_back(*entry);
+  }
+  std::string own = variable;
+  environment.push_back(own.data());
+  environment.push_back(nullptr);
+  std::string program = KADREND_DAEMON;
+  std::string option = m_option;
+  char* arguments[] = {program.data(), option.empty() ? nullptr : option.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments, environment.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (result != 0) throw std::runtime_error("the daemon cannot be started");
+  const bool up = waitUntil([this] {
+    try {
+      m_monitor = std::make_unique<kadctl::MonitorClient>(board());
+      m_client = std::make_unique<kadctl::BusClient>(board());
+      // The first reply: a register outside every space is answered at once and changes nothing.
+      return m_client->ask(kadctl::BusClient::request(kCodeRead, 0x02500000, 1, {}, {}), 500).has_value();
+    } catch (const kadctl::ClientError&) {
+      return false;
+    }
+  });
+  if (!up) throw std::runtime_error("the daemon does not answer");
+}
+
+void DaemonTest::kill9() {
+  m_client.reset();
+  m_monitor.reset();
+  if (m_pid <= 0) return;
+  ::kill(m_pid, SIGKILL);
+  ::waitpid(m_pid, nullptr, 0);
+  m_pid = -1;
+}
+
+void DaemonTest::restart() {
+  kill9();
+  start();
+}
+
+ByteVector DaemonTest::read(uint32_t address, uint16_t length, const kadctl::Target& target) {
+  return m_client->read(address, length, target);
+}
+
+void DaemonTest::write(uint32_t address, const ByteVector& data, const kadctl::Target& target) {
+  m_client->write(address, data, target);
+}
+
+uint8_t DaemonTest::ack(const ThirdProtoMCUCMsg& request) {
+  const auto reply = m_client->ask(request);
+  if (!reply) throw std::runtime_error("no reply");
+  return reply->frame.m_ucAck;
+}
+
+std::vector<std::string> DaemonTest::monitor(const std::string& line) {
+  return m_monitor->command(line);
+}
+
+std::string DaemonTest::monitorLine(const std::string& line) {
+  const auto lines = monitor(line);
+  if (lines.size() != 1) throw std::runtime_error(line + ": " + std::to_string(lines.size()) + " lines");
+  return lines[0];
+}
+
+ByteVector DaemonTest::fpga(uint32_t address, size_t length) {
+  return fromHex(monitorLine("fpga read " + std::to_string(address) + " " + std::to_string(length)));
+}
+
+ByteVector DaemonTest::flash(uint32_t address, size_t length) {
+  return fromHex(monitorLine("flash read " + std::to_string(address) + " " + std::to_string(length)));
+}
+
+void DaemonTest::setFpga(uint32_t address, const ByteVector& bytes) {
+  monitor("fpga write " + std::to_string(address) + " " + toHex(bytes));
+}
+
+void DaemonTest::setFlash(uint32_t address, const ByteVector& bytes) {
+  monitor("flash write " + std::to_string(address) + " " + toHex(bytes));
+}
+
+}  // namespace testing_support

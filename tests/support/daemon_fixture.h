@@ -1,0 +1,69 @@
+// The whole daemon in a process of its own on a temporary virtual board, with verbs for frames and the monitor console.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kadctl/busclient.h"
+#include "kadctl/clienterror.h"
+#include "kadctl/monitorclient.h"
+#include "support/temporary_directory.h"
+
+namespace testing_support {
+
+using ByteVector = std::vector<uint8_t>;
+
+// "0a0b" -> {0x0A, 0x0B}, and back in lower case.
+ByteVector fromHex(const std::string& hex);
+std::string toHex(TIRK_MCUC::Bytes bytes);
+
+// Polls the condition until it holds; false after the time is up.
+bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
+
+class DaemonTest : public ::testing::Test {
+ protected:
+  explicit DaemonTest(std::string config = "journal = on\n", std::string option = "-debug");
+  ~DaemonTest() override;
+
+  void start();    // and waits until the daemon answers; SetUp does it
+  void kill9();    // and waits until it is gone
+  void restart();  // kill9, start
+  void SetUp() override { start(); }
+
+  // Frames.
+  ByteVector read(uint32_t address, uint16_t length, const kadctl::Target& target = {});
+  void write(uint32_t address, const ByteVector& data, const kadctl::Target& target = {});
+  uint8_t ack(const TIRK_MCUC::ThirdProtoMCUCMsg& request);  // of the reply
+  // Waits until nothing has happened on the board for `ms`: what was written is applied.
+  void settle(int ms = 450) { monitor("idle " + std::to_string(ms)); }
+
+  // The monitor console. `monitor` throws on an error; `monitorLine` is the one line of the answer.
+  std::vector<std::string> monitor(const std::string& line);
+  std::string monitorLine(const std::string& line);
+  ByteVector fpga(uint32_t address, size_t length);
+  ByteVector flash(uint32_t address, size_t length);
+  void setFpga(uint32_t address, const ByteVector& bytes);
+  void setFlash(uint32_t address, const ByteVector& bytes);
+  std::vector<std::string> journal() { return monitor("journal show"); }
+
+  std::string log() const { return logText(m_directory.path()); }
+  std::string board() const { return m_directory.path().string(); }
+  kadctl::BusClient& client() { return *m_client; }
+  pid_t pid() const { return m_pid; }
+
+  TemporaryDirectory m_directory;
+
+ private:
+  std::string m_option;
+  pid_t m_pid = -1;
+  std::unique_ptr<kadctl::BusClient> m_client;
+  std::unique_ptr<kadctl::MonitorClient> m_monitor;
+};
+
+}  // namespace testing_support

@@ -1,0 +1,54 @@
+#include "support/temporary_directory.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+namespace testing_support {
+
+namespace fs = std::filesystem;
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (fs::temp_directory_path() / "kadrend-test-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
+  m_path = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  fs::remove_all(m_path, ignored);
+}
+
+void TemporaryDirectory::put(const std::string& name, const std::string& text) const {
+  const fs::path file = m_path / name;
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+std::string TemporaryDirectory::get(const std::string& name) const {
+  std::ifstream file(m_path / name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string logText(const fs::path& boardDirectory) {
+  std::error_code none;
+  std::set<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(boardDirectory / "root/log", none)) files.insert(entry.path());
+  std::string text;
+  for (const auto& path : files) {
+    std::ifstream file(path, std::ios::binary);
+    text.append(std::istreambuf_iterator<char>(file), {});
+  }
+  return text;
+}
+
+size_t occurrences(const std::string& text, const std::string& needle) {
+  size_t count = 0;
+  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size())) ++count;
+  return count;
+}
+
+}  // namespace testing_support

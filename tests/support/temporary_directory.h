@@ -1,0 +1,30 @@
+// A directory of the test's own, removed with what is in it at the end.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace testing_support {
+
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  const std::filesystem::path& path() const { return m_path; }
+  void put(const std::string& name, const std::string& text) const;  // makes the file's directories
+  std::string get(const std::string& name) const;                    // "" when it is not there
+
+ private:
+  std::filesystem::path m_path;
+};
+
+// The texts of all log files below a board's directory, oldest name first.
+std::string logText(const std::filesystem::path& boardDirectory);
+
+// How often `needle` stands in `text`.
+size_t occurrences(const std::string& text, const std::string& needle);
+
+}  // namespace testing_support
