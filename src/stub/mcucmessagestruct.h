@@ -7,6 +7,7 @@
 // 20 small label (2), 22 large label (2), 24 payload length (4).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -114,7 +115,8 @@ class ThirdProtoMCUCMsg : public MCUCMsg {
  public:
   using MCUCMsg::MCUCMsg;
   int Decode(const uint8_t* buffer, int length) override;  // 0, or -1: header, or a write's data longer than the frame
-  int Encode(uint8_t* buffer, int capacity) override;      // the frame's length, or -1
+  int Encode(uint8_t* buffer, int capacity) override;  // the frame's length; -1: header, or capacity or 65 536 exceeded
+  size_t EncodedLength() const;                        // the length of the frame that Encode makes
 };
 
 // One request, turned into its own reply; or a frame that the daemon sends on its own.
