@@ -48,9 +48,11 @@ class StubUtil {
   template <class T>
   friend class NoDestroy;
   StubUtil() = default;
+  void refuseWrites();                       // there will be no worker
+  std::shared_ptr<McuIMDThread> peerLink();  // null before creatIMDComm
 
   CMutexThread m_stubMenux;
-  CMutexThread m_wiringMutex;  // guards the three pointers, m_held and m_workerFailed; a leaf
+  CMutexThread m_wiringMutex;  // guards the three pointers, m_held and m_workerFailed; a leaf but for the trace
   std::shared_ptr<McuIMDThread> m_McuIMDThreadPtr;
   std::shared_ptr<McuProcessThread> m_McuProcessThreadPtr;
   std::shared_ptr<FpgaReportThread> m_FpgaReportThreadPtr;
