@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "mcucutil.h"
@@ -22,12 +23,20 @@
 
 namespace TIRK_MCUC {
 
+// What a register does, for people: one sentence each, shown by the register map.
+struct RegisterDoc {
+  const char* read;   // what a read returns
+  const char* write;  // what a write does
+};
+
 struct SpaceTraits {
-  const char* className;                // "Addr_RGBGammaRegister": between the marks of its refusal line
-  uint32_t baseRegisterAddr;            // shown by Ssh_print
-  uint32_t keyMask;                     // what is kept of the request address for the lookup
-  const char* invalidAccess = nullptr;  // the whole lookup-failure line where it is not the family's
-  bool logsKeyAndMap = false;           // writes "RegisterAddr = ", " map size = " before the lookup
+  const char* className;                   // "Addr_RGBGammaRegister": between the marks of its refusal line
+  uint32_t baseRegisterAddr;               // shown by Ssh_print
+  uint32_t keyMask;                        // what is kept of the request address for the lookup; 0: there is none
+  const char* invalidAccess = nullptr;     // the whole lookup-failure line where it is not the family's
+  bool logsKeyAndMap = false;              // writes "RegisterAddr = ", " map size = " before the lookup
+  bool listsMap = false;                   // writes the map's size and entries before the lookup
+  std::span<const RegisterDoc> docs = {};  // one a sub-table entry, in its order; the last stands for those that follow
 };
 
 // The lines of one queued write.
@@ -38,6 +47,12 @@ struct QueueTexts {
   const char* finish;
   bool hexadecimalPrefix = false;  // " Register: 0x", " len: 0x" instead of " Register: ", " len: "
 };
+
+// A sub-table entry, readable and writable like all of them.
+constexpr Fshl_cmd registerEntry(uint32_t address, const char* name, const char* description, Fcmd_len length,
+                                 int (*doIt)(IMD_proto3rd*, Fshl_cmd*, int)) {
+  return {address, name, description, kReadWrite, length, {}, nullptr, doIt, nullptr, Ssh_checkFun};
+}
 
 class RegisterSpace {
  public:
@@ -50,6 +65,7 @@ class RegisterSpace {
   int handle(IMD_proto3rd* request);  // lookup, check, Do; sets the ack of a refusal
   virtual int print() const;          // one line an entry on standard output, in key order; 0
   const Fshl_cmd* table() const { return m_table; }
+  const SpaceTraits& traits() const { return m_traits; }
   uint32_t base() const { return m_baseRegisterAddr; }
 
   // --- for the spaces
@@ -59,7 +75,7 @@ class RegisterSpace {
   // Queues the request's write record under `key`: 0; 4 for a null request or no worker; 6 for a record above 65 535
   // bytes; 7 and `texts.invalid` for a write without data.
   static int queueWriteRecord(IMD_proto3rd* request, _ValueChanged_Table key, const QueueTexts& texts);
-  // Queues a payload of the space's own: 0, or 4 when there is no worker.
+  // Queues a payload of the space's own: 0; 4 when there is no worker; 6 for one above 65 535 bytes.
   static int queuePayload(const IMD_proto3rd& request, _ValueChanged_Table key, Bytes payload);
   // Sets the ack to 4 and returns `result`.
   static int refuse(IMD_proto3rd* request, int result);
@@ -67,6 +83,9 @@ class RegisterSpace {
  protected:
   virtual void beforeLookup(uint32_t key) const;  // the lines some spaces write before the lookup
   virtual void afterDo(int) const {}              // given the result of the Do operation
+  const MAP_INT_Fshl_cmd& map() const { return m_mapProtoOffsetShl; }
+  // Gives a refusal (4 to 7) its ack; returns `result`. For a space that answers without its sub-table.
+  static int settle(IMD_proto3rd* request, int result);
 
  private:
   const SpaceTraits& m_traits;

@@ -61,14 +61,17 @@ using MAP_INT_Fshl_cmd = std::map<uint32_t, Fshl_cmdMap>;
 // 0 accepted, 6 bad length, 7 access not allowed; the refusals after an Error line.
 int Ssh_checkFun(Fcheck_func* check, IMD_proto3rd* request);
 
+class RegisterSpace;
+
 class Tshl_ctl {
  public:
   static Tshl_ctl* getInstance();
   Tshl_ctl(const Tshl_ctl&) = delete;
   Tshl_ctl& operator=(const Tshl_ctl&) = delete;
 
-  bool initialize();                                                  // true; builds the map
-  const std::array<Fshl_cmd, 71>& table() const { return cmd_root; }  // for kadctl and the documents
+  bool initialize();                                                             // true; builds the map
+  const std::array<Fshl_cmd, 71>& table() const { return cmd_root; }             // for kadctl and the documents
+  const RegisterSpace* space(size_t index) const { return m_spaces.at(index); }  // of a table entry
 
   // Dispatch by device type 0, 1, 2, 3, 4. Read data and ack go into the request.
   int Ssh_StartSendCard(IMD_proto3rd* request);
@@ -83,8 +86,16 @@ class Tshl_ctl {
   template <class T>
   friend class NoDestroy;
   Tshl_ctl();
+  void add(uint32_t base, const char* name, const char* description, const RegisterSpace* space,
+           decltype(Fshl_cmd::called_fun) handler, decltype(Fshl_cmd::print_fun) printer);
+  template <class Space>
+  void add(uint32_t base, const char* name, const char* description) {
+    add(base, name, description, Space::getInstance(), Space::Ssh_cmd, Space::Ssh_print);
+  }
 
   std::array<Fshl_cmd, 71> cmd_root;
+  std::array<const RegisterSpace*, 71> m_spaces{};  // beside cmd_root; null where there is none
+  size_t m_used = 0;
   MAP_INT_Fshl_cmd m_mapProtoShl;
 };
 

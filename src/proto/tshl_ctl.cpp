@@ -1,0 +1,119 @@
+#include "proto/tshl_ctl.h"
+
+#include <cassert>
+
+#include "mcuctrace.h"
+#include "mcucutil.h"
+#include "proto/registerspace.h"
+
+namespace TIRK_MCUC {
+
+namespace {
+
+// Spaces that own their whole top byte; the others own 65 536 addresses.
+bool ownsTopByte(uint32_t key) {
+  return key == 0x0E000000 || key == 0x0F000000 || key == 0xF0000000 || key == 0xF1000000;
+}
+
+// Stands in for a space that this build does not have.
+int notAvailable(IMD_proto3rd* request, Fshl_cmd* entry, int) {
+  TRACE_ERROR("=== " << entry->cmd_str << " ===register space is not available");
+  return RegisterSpace::refuse(request, kRefused);
+}
+
+int printNothing(IMD_proto3rd*) {
+  return 0;
+}
+
+}  // namespace
+
+int Ssh_checkFun(Fcheck_func* check, IMD_proto3rd* request) {
+  const int32_t length = request->proto.m_usValidDataLength;
+  if (length < check->cmdLen.cmdLenMin || length > check->cmdLen.cmdLenMax) {
+    TRACE_ERROR("=== Ssh_checkFun ===Check Func: Unsupportd register max/min length.");
+    return kBadLength;
+  }
+  const uint8_t code = request->proto.m_ucCode;
+  const int32_t needed = code == kCodeRead ? kReadable : code == kCodeWrite ? kWritable : 0;
+  if (needed == 0 || (check->cmdType & needed) == 0) {
+    TRACE_ERROR("=== Ssh_checkFun ===Check Func: Unsupportd register type.");
+    return kAccessDenied;
+  }
+  return kDone;
+}
+
+Tshl_ctl* Tshl_ctl::getInstance() {
+  static NoDestroy<Tshl_ctl> instance;
+  return &instance.get();
+}
+
+Tshl_ctl::Tshl_ctl() {
+  const auto missing = [this](uint32_t base, const char* name, const char* description) {
+    add(base, name, description, nullptr, notAvailable, printNothing);
+  };
+  missing(0x00000000, "factory", "factory hardware register");
+  missing(0x00010000, "plug in card info", "plug in card register");
+  missing(0x01000000, "command", "command register");
+  missing(0x02000000, "feature", "feature register");
+  missing(0x02100000, "screen info echo", "screen info echo");
+  missing(0x02200000, "screen info echo", "screen info echo");
+  missing(0x02300000, "backup", "backup info register");
+  missing(0x02400000, "Intelligent brightness", "Intelligent brightness sent by screen register");
+  missing(0x02700000, "cabinet rotation", "cabinet rotation register");
+  missing(0x02810000, "shortcut config screen", "shortcut config screen register");
+  missing(0x03000000, "netscanborad", "network scanborad position register");
+  missing(0x03100000, "netborad", "network scanborad register");
+  missing(0x05000000, "softwarespace", "software space register");
+  missing(0x05060000, "softwarespace", "software space register");
+  missing(0x08000000, "edid", "edid space register");
+  missing(0x0A000000, "brightness", "brightness space register");
+  missing(0xF0000000, "testprintf", "testprintf Infomation");
+  missing(0xF1000000, "testprintf", "testprintf Infomation");
+  missing(0x0E000000, "RGB Gamma", "RGB Gamma register");
+  missing(0x12010000, "ScreenPatternGen info", "ScreenPatternGen info register");
+  missing(0x0F000000, "RVConfig File Space info", "RVConfig File Space info register");
+  missing(0x18000000, "cardprogspace", "sendcard programm space register");
+  missing(0x18200000, "ccardprogspace", "csendcard programm space register");
+}
+
+void Tshl_ctl::add(uint32_t base, const char* name, const char* description, const RegisterSpace* space,
+                   decltype(Fshl_cmd::called_fun) handler, decltype(Fshl_cmd::print_fun) printer) {
+  assert(m_used + 1 < cmd_root.size());
+  Fshl_cmd& entry = cmd_root[m_used];
+  entry.RegisterAddr = base;
+  entry.cmd_str = name;
+  entry.cmd_exp = description;
+  entry.called_fun = handler;
+  entry.print_fun = printer;
+  m_spaces[m_used] = space;
+  ++m_used;
+}
+
+bool Tshl_ctl::initialize() {
+  for (uint32_t i = 0; cmd_root[i].cmd_str != nullptr; ++i) m_mapProtoShl[cmd_root[i].RegisterAddr] = {i, &cmd_root[i]};
+  return true;
+}
+
+int Tshl_ctl::Ssh_StartSendCard(IMD_proto3rd* request) {
+  if (request == nullptr) {
+    TRACE_ERROR("=== Ssh_StartSendCard ===Ssh_StartSendCard: The proto is NULL! return.");
+    return kRefused;
+  }
+  TRACE_INFO("============================= Begin SendCard Task ===============================");
+  const uint32_t address = request->proto.m_uiRegisterUnitAddress;
+  uint32_t key = address & 0xFF000000;
+  if (!ownsTopByte(key)) key = address & 0xFFFF0000;
+  TRACE_INFO("Recv Register Address : " << hex << address << " length : " << hex
+                                        << int{request->proto.m_usValidDataLength});
+  const auto found = m_mapProtoShl.find(key);
+  if (found == m_mapProtoShl.end()) {
+    TRACE_ERROR("=== Ssh_StartSendCard ===Ssh_StartSendCard: Invalid register address!");
+    return kRefused;
+  }
+  Fshl_cmd* const entry = found->second.cmd;
+  const int result = entry->called_fun == nullptr ? kUnknown : entry->called_fun(request, entry, 0);
+  TRACE_INFO("============================= Finish SendCard Task ==============================");
+  return result;
+}
+
+}  // namespace TIRK_MCUC
