@@ -66,6 +66,7 @@ class Tprocess_ctl {
 
   std::array<Fprocess_cmd, 200> process_root;
   MAP_INT_Fprocess_cmd m_mapProcess;
+  bool m_rebootWithheld = false;  // flag thread only: the line that says so has been written
 };
 
 }  // namespace TIRK_MCUC
