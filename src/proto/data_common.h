@@ -16,6 +16,7 @@
 #include "guardedbytes.h"
 #include "linkstate.h"
 #include "mcucmutex.h"
+#include "proto/mosaicgeometry.h"
 #include "proto/screentables.h"
 #include "proto/sendparameter.h"
 
@@ -65,28 +66,6 @@ extern std::array<std::atomic<uint8_t>, 32> ParaCharTable;  // entry n (1..16): 
 extern std::array<std::atomic<uint32_t>, 2> RecvCardSize_befor;
 extern std::atomic<uint32_t> factory_flag;
 extern std::atomic<uint32_t> read_CardSize_flag;
-
-struct CardSize {
-  uint16_t width;  // pixels
-  uint16_t height;
-  bool operator==(const CardSize&) const = default;
-};
-
-// What the host asked for in the shortcut-configuration record; input of the calculations.
-struct MosaicRequest {
-  uint16_t rows = 0;        // TempParaTable[1]
-  uint16_t columns = 0;     // TempParaTable[2]
-  uint16_t cards = 0;       // TempParaTable[3]: cabinets, as cards per port
-  uint8_t connectMode = 0;  // TempParaCharTable[0]
-  uint8_t masterSlave = 0;  // TempParaCharTable[2]: PbufMorSMode
-};
-struct AdvancedRequest {  // TempAdvCfgPort..., ports 0..9
-  std::array<uint16_t, 10> rows{};
-  std::array<uint16_t, 10> columns{};
-  std::array<uint16_t, 10> x{};  // pixels
-  std::array<uint16_t, 10> y{};
-  std::array<uint8_t, 10> connectMode{};
-};
 
 // The configuration status byte at flash 0xB99000.
 enum LedConfigStatus : uint8_t { kLedConfigBasic = 168, kLedConfigAdvanced = 184, kLedConfigSoftware = 200 };
@@ -159,7 +138,8 @@ class Data_Global {
   // --- data_common.cpp: save and load. Worker or flag thread, and start-up.
   void SaveParaToFlash(uint8_t type);  // 0 basic hardware block, 1 screen and feature state
   void SaveBasicParaToFlash();
-  void RestoreDataFromFlash(uint8_t type, uint8_t* dest, uint16_t length);        // type 0 or 1, length at most 5120
+  // Type 0 basic hardware block, 1 feature block; length at most 5120. 0, or not 0 and `dest` left alone.
+  int RestoreDataFromFlash(uint8_t type, uint8_t* dest, uint16_t length);
   int CopyConstDataToFlash(uint32_t addr, const uint8_t* data, uint32_t length);  // pages of 256; last page's result
   int Read_ScreenSize_FromFlash(uint32_t size[2]);  // 0, or -1 when unreadable or a value is 0
   int Read_CardSize_FromFlash(uint32_t size[2]);
