@@ -68,6 +68,17 @@ BusClient::~BusClient() {
   ::unlinkat(m_directory.get(), m_name.c_str(), 0);
 }
 
+bool BusClient::taken(const std::string& boardDirectory, uint32_t task) {
+  const Descriptor directory = openDirectory(boardDirectory + "/bus");
+  const uint32_t card = findCardPosition(directory).value_or(0);
+  try {
+    connectBelow(directory, taskName(card << 24 | task), SOCK_DGRAM);
+    return true;
+  } catch (const ClientError&) {
+    return false;
+  }
+}
+
 ThirdProtoMCUCMsg BusClient::request(uint8_t code, uint32_t address, uint16_t length, Bytes data,
                                      const Target& target) {
   ThirdProtoMCUCMsg frame(PROTOCOL_HEADER_TAG_REQUEST, 0, 0, 0, 0, target.deviceType, target.port, target.board, code,

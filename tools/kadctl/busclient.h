@@ -33,6 +33,9 @@ class BusClient {
   BusClient(const BusClient&) = delete;
   BusClient& operator=(const BusClient&) = delete;
 
+  // Whether a task of that number already listens on the board's bus.
+  static bool taken(const std::string& boardDirectory, uint32_t task);
+
   uint32_t task() const { return m_task; }  // identifier, with the card position
   uint8_t cardPosition() const { return m_cardPosition; }
 

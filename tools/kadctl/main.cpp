@@ -1,3 +1,31 @@
-int main() {
-  return 2;
+// kadctl: the command-line client of kadrend. Exit status 0; 1 when the daemon refused or did not answer; 2 for usage.
+#include <cstdlib>
+#include <iostream>
+
+#include "kadctl/session.h"
+
+int main(int argc, char** argv) {
+  CLI::App app("Asks and sets a kadrend device over its bus", "kadctl");
+  kadctl::Session session;
+  app.add_option("-b,--board", session.board, "the board's directory")->envname("KADREND_BOARD")->capture_default_str();
+  app.add_flag("--json", session.json, "output for programs");
+  app.require_subcommand(1);
+  app.fallthrough();
+  kadctl::addRegisterCommands(app, session);
+  kadctl::addScreenCommands(app, session);
+  kadctl::addStatusCommands(app, session);
+  kadctl::addMonitorCommand(app, session);
+  try {
+    app.parse(argc, argv);
+    std::cout.flush();
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  } catch (const kadctl::ClientError& error) {
+    std::cerr << "kadctl: " << error.what() << "\n";
+    return 1;
+  } catch (const std::exception& error) {
+    std::cerr << "kadctl: " << error.what() << "\n";
+    return 1;
+  }
 }
