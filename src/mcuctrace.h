@@ -68,8 +68,9 @@ class CTrace {
     CLogRecorder& operator<<(Ordix ordix);
 
    private:
+    void append(const char* text, size_t length, size_t reserved);
     template <class T>
-    void number(const char* format, T value);
+    void integer(T value, const char* hexFormat);
 
     char* m_lpszBuf;
     unsigned long m_dwSize;
@@ -89,15 +90,18 @@ class CTrace {
   static const char* get_trace_dir();     // "/log"
   static const char* get_process_name();  // base name, "trace" when it cannot be read
 
+ protected:
+  // The process uses module "Log" and neither a file name of its own (`privateInfo`) nor a shared file.
+  CTrace(const char* module, const char* privateInfo, bool shared);
+
  private:
-  friend class CTraceFileMgr;
   template <class T>
   friend class NoDestroy;
-  CTrace(const char* module, const char* privateInfo, bool shared);
-  std::string buildName(int month, int day, int year) const;
+  std::string nextName();
+  bool startDay(int month, int day);
 
   const char* m_lpszModule;
-  uint32_t m_uiTraceLeve = 0;
+  [[maybe_unused]] uint32_t m_uiTraceLeve = 0;
   const char* m_lpszPrivateInfo;
   unsigned char m_bShared;
   CTraceFile* m_hTrace = nullptr;

@@ -27,6 +27,9 @@ int runShell(const std::string& command);
 // The machine's path of an absolute device path; empty when it has none.
 std::string boardPath(const std::string& devicePath);
 
+// Base name of the first string of the process's command line (its first 256 bytes count), or `fallback` when it cannot
+// be read.
+std::string commandName(const char* fallback);
 // The executable's base name; "defproc" when it cannot be read.
 std::string get_exec_name();
 std::string get_process_name();
@@ -34,6 +37,28 @@ std::string get_process_name();
 // Name of the home-directory environment variable, "HOME" at first, and that variable's value ("" when unset).
 void set_home_env(const char* name);
 const char* get_home_env();
+
+// Owns a file descriptor; negative: none.
+class UniqueFd {
+ public:
+  explicit UniqueFd(int fd = -1) : m_fd(fd) {}
+  ~UniqueFd() { close(); }
+  UniqueFd(UniqueFd&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept {
+    if (this != &other) {
+      close();
+      m_fd = std::exchange(other.m_fd, -1);
+    }
+    return *this;
+  }
+  int get() const { return m_fd; }
+  explicit operator bool() const { return m_fd >= 0; }
+
+ private:
+  void close();
+
+  int m_fd;
+};
 
 // Holds a T that is made on first use and never destroyed, so that detached threads may use it until the process ends.
 //   static NoDestroy<Thing> thing;   // function-local
