@@ -1,12 +1,11 @@
 #include "stub/stubutil.h"
 
-#include <exception>
 #include <new>
-#include <string>
 #include <utility>
 
 #include "apipc.h"
 #include "boardaccess.h"
+#include "envstore.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "process/inputSource.h"
@@ -14,7 +13,6 @@
 #include "stub/fpgareportthread.h"
 #include "stub/mcuimdthread.h"
 #include "stub/mcuprocessthread.h"
-#include "sysconfenv.h"
 
 namespace TIRK_MCUC {
 
@@ -100,22 +98,19 @@ void StubUtil::refuseWrites() {
 }
 
 int StubUtil::SetEnvKadrendVerToRootfs() {
-  if (sysconf_openenv() != 0) {
+  const EnvStore env;
+  if (!env) {
     TRACE_INFO("openenv faild");
-    sysconf_closeenv();
     return -1;
   }
-  const char* value = sysconf_getenv("ver_rootfs");
-  const std::string version = value != nullptr ? value : kVersionWithoutRootfs;
-  SetKadrendVersion(version.c_str());
-  sysconf_closeenv();
+  SetKadrendVersion(env.get("ver_rootfs").value_or(kVersionWithoutRootfs).c_str());
   return 0;
 }
 
 void StubUtil::SetKadrendVersion(const char* version) {
-  if (sysconf_openenv() != 0) TRACE_INFO("openenv faild");
-  if (sysconf_setenv("ver_kadrend", version) != 0) TRACE_INFO("setenv faild");
-  sysconf_closeenv();
+  EnvStore env;
+  if (!env) TRACE_INFO("openenv faild");
+  if (!env.set("ver_kadrend", version)) TRACE_INFO("setenv faild");
 }
 
 }  // namespace TIRK_MCUC

@@ -1,0 +1,296 @@
+// The wire: frames, envelopes, write records and the byte helpers that lay them out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "proto/writerecord.h"
+#include "stub/mcucmessagestruct.h"
+
+namespace TIRK_MCUC {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ByteVector = std::vector<uint8_t>;
+
+ByteVector encode(ThirdProtoMCUCMsg frame, int capacity = TP_SEND_BUFFER_LENGTH) {
+  ByteVector wire(static_cast<size_t>(capacity));
+  const int length = frame.Encode(wire.data(), capacity);
+  wire.resize(length < 0 ? 0 : static_cast<size_t>(length));
+  return wire;
+}
+
+int decode(ThirdProtoMCUCMsg& frame, const ByteVector& wire) {
+  return frame.Decode(wire.data(), static_cast<int>(wire.size()));
+}
+
+bool checkout(const ByteVector& wire) {
+  return MCUCMsg::Checkout(wire.data(), static_cast<int>(wire.size()));
+}
+
+// A write of three bytes with a different value in every field.
+const ByteVector kWriteFrame = {
+    0x55, 0xAA,              // tag
+    0x02,                    // ack
+    0x03,                    // labels
+    0xFE,                    // source
+    0x05,                    // destination
+    0x01,                    // device type
+    0x07,                    // port
+    0x34, 0x12,              // board
+    0x01,                    // code: write
+    0x0B,                    // reserved
+    0x78, 0x56, 0x34, 0x12,  // register address
+    0x03, 0x00,              // valid data length
+    0xD0, 0xD1, 0xD2,        // data
+    0x41, 0x5A,              // checksum
+};
+
+TEST(FrameCodec, DecodesEveryFieldFromItsPlace) {
+  ThirdProtoMCUCMsg frame;
+  ASSERT_EQ(decode(frame, kWriteFrame), 0);
+  EXPECT_EQ(frame.m_usHeader, 0xAA55);
+  EXPECT_EQ(frame.m_ucAck, 2);
+  EXPECT_EQ(frame.m_ucLabels, 3);
+  EXPECT_EQ(frame.m_ucSourceAddress, 0xFE);
+  EXPECT_EQ(frame.m_ucDestinationAddrerss, 5);
+  EXPECT_EQ(frame.m_ucDeviceType, 1);
+  EXPECT_EQ(frame.m_ucPortAddress, 7);
+  EXPECT_EQ(frame.m_usBoardAddress, 0x1234);
+  EXPECT_EQ(frame.m_ucCode, kCodeWrite);
+  EXPECT_EQ(frame.m_ucReserved, 0x0B);
+  EXPECT_EQ(frame.m_uiRegisterUnitAddress, 0x12345678U);
+  EXPECT_EQ(frame.m_usValidDataLength, 3);
+  EXPECT_THAT(frame.m_data, ElementsAre(0xD0, 0xD1, 0xD2));
+  EXPECT_EQ(frame.m_usCheckout, 0x5A41);
+  EXPECT_TRUE(checkout(kWriteFrame));
+}
+
+TEST(FrameCodec, AnswersAWriteWithItsHeaderAloneAndTheTagTurned) {
+  ThirdProtoMCUCMsg frame;
+  ASSERT_EQ(decode(frame, kWriteFrame), 0);
+  const ByteVector reply = encode(frame);
+  ASSERT_EQ(reply.size(), 20U);
+  EXPECT_EQ(reply[0], 0xAA);
+  EXPECT_EQ(reply[1], 0x55);
+  EXPECT_TRUE(std::equal(reply.begin() + 2, reply.begin() + 16, kWriteFrame.begin() + 2));
+  EXPECT_EQ(reply[16], 0);
+  EXPECT_EQ(reply[17], 0);
+  EXPECT_TRUE(checkout(reply));
+}
+
+TEST(FrameCodec, SendsTheTagOfItsOwnFramesHighByteFirst) {
+  const ByteVector wire = encode(ThirdProtoMCUCMsg(PROTOCOL_HEADER_TAG_RESPONSE, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0));
+  ASSERT_EQ(wire.size(), 20U);
+  EXPECT_EQ(wire[0], 0xAA);
+  EXPECT_EQ(wire[1], 0x55);
+}
+
+TEST(FrameCodec, CarriesDataUnlessItAnswersAWrite) {
+  struct Case {
+    uint8_t code;
+    uint8_t reserved;
+    size_t expectedLength;
+  };
+  for (const Case& c : {Case{kCodeRead, 0, 24}, Case{kCodeRead, 0xFF, 24}, Case{kCodeWrite, 0, 20},
+                        Case{kCodeWrite, 0xFE, 20}, Case{kCodeWrite, 0xFF, 24}, Case{2, 0, 24}}) {
+    SCOPED_TRACE("code " + std::to_string(c.code) + " reserved " + std::to_string(c.reserved));
+    ThirdProtoMCUCMsg frame(0xAA55, 0, 0, 0, 0, 0, 0, 0, c.code, 0x02000000);
+    frame.m_ucReserved = c.reserved;
+    frame.m_usValidDataLength = 999;  // what the request asked for
+    frame.m_data = {1, 2, 3, 4};
+    const ByteVector wire = encode(frame);
+    ASSERT_EQ(wire.size(), c.expectedLength);
+    EXPECT_EQ(frame.EncodedLength(), c.expectedLength);
+    EXPECT_EQ(readWord(wire.data() + 16), c.expectedLength - 20);
+    EXPECT_TRUE(checkout(wire));
+  }
+}
+
+TEST(FrameCodec, RefusesToEncodeWhatDoesNotFit) {
+  ThirdProtoMCUCMsg frame(0xAA55, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0);
+  std::array<uint8_t, 24> buffer{};
+  frame.m_data.assign(4, 0x11);
+  EXPECT_EQ(frame.Encode(nullptr, 24), -1);
+  EXPECT_EQ(frame.Encode(buffer.data(), 17), -1);
+  EXPECT_EQ(frame.Encode(buffer.data(), 23), -1);
+  EXPECT_EQ(buffer[22], 0) << "a refused frame writes no data";
+  EXPECT_EQ(frame.Encode(buffer.data(), 24), 24);
+  EXPECT_EQ(frame.EncodeHeader(nullptr, 18), -1);
+  EXPECT_EQ(frame.EncodeHeader(buffer.data(), 18), 0);
+
+  frame.m_data.assign(65516, 0xFF);
+  EXPECT_EQ(encode(frame).size(), 65536U);
+  frame.m_data.push_back(0);
+  ByteVector large(70000);
+  EXPECT_EQ(frame.Encode(large.data(), 70000), -1) << "no frame is longer than 65 536 bytes";
+}
+
+TEST(FrameCodec, RefusesShortFrames) {
+  const ByteVector shortest = encode(ThirdProtoMCUCMsg(0, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0));
+  ThirdProtoMCUCMsg frame;
+  for (int length : {-1, 0, 1, 19}) {
+    EXPECT_EQ(frame.Decode(shortest.data(), length), -1) << length;
+    EXPECT_FALSE(MCUCMsg::Checkout(shortest.data(), length)) << length;
+  }
+  EXPECT_EQ(frame.Decode(nullptr, 20), -1);
+  EXPECT_FALSE(MCUCMsg::Checkout(nullptr, 20));
+  EXPECT_EQ(frame.Decode(shortest.data(), 20), 0);
+}
+
+TEST(FrameCodec, TakesAWritesDataOnlyIfItIsThere) {
+  struct Case {
+    const char* name;
+    uint8_t code;
+    uint16_t validLength;
+    size_t present;  // data bytes in the frame
+    int expected;
+    size_t expectedData;
+  };
+  for (const Case& c : {
+           Case{"all there", kCodeWrite, 4, 4, 0, 4},
+           Case{"surplus bytes are ignored", kCodeWrite, 4, 6, 0, 4},
+           Case{"none", kCodeWrite, 0, 0, 0, 0},
+           Case{"one byte short", kCodeWrite, 4, 3, -1, 0},
+           Case{"longest claim, nothing there", kCodeWrite, 0xFFFF, 0, -1, 0},
+           Case{"longest frame", kCodeWrite, 65516, 65516, 0, 65516},
+           Case{"a read asks for more than it carries", kCodeRead, 4096, 0, 0, 0},
+           Case{"bytes of a read are no data", kCodeRead, 4, 4, 0, 0},
+       }) {
+    SCOPED_TRACE(c.name);
+    ByteVector wire(20 + c.present, 0x11);
+    wire[10] = c.code;
+    DWT_ENCWD(wire.data() + 16, c.validLength);
+    ThirdProtoMCUCMsg frame;
+    frame.m_data = {9, 9, 9};  // of an earlier frame
+    EXPECT_EQ(decode(frame, wire), c.expected);
+    EXPECT_EQ(frame.m_data.size(), c.expectedData);
+  }
+}
+
+TEST(FrameCodec, SumsAllButTagAndSum) {
+  ByteVector wire(20);
+  wire[0] = 0xFF;
+  wire[1] = 0xFF;
+  uint16_t sum = 0;
+  MCUCMsg::CaculCheckout(wire.data(), 2, 16, sum);
+  EXPECT_EQ(sum, 0x5555);
+
+  ByteVector high(65536, 0xFF);  // bytes of 128 and more count as they are, and the sum wraps
+  MCUCMsg::CaculCheckout(high.data(), 2, 65532, sum);
+  EXPECT_EQ(sum, (0x5555U + 65532U * 0xFFU) % 65536U);
+}
+
+TEST(FrameCodec, RandomFramesSurviveTheWireAndDamageIsSeen) {
+  std::mt19937 random(20240611);
+  const auto byte = [&random] { return static_cast<uint8_t>(random()); };
+  for (int round = 0; round < 500; ++round) {
+    ThirdProtoMCUCMsg sent(static_cast<uint16_t>(random()), byte(), byte(), byte(), byte(), byte(), byte(),
+                           static_cast<uint16_t>(random()), kCodeWrite, static_cast<uint32_t>(random()));
+    sent.m_ucReserved = 0xFF;
+    sent.m_data.resize(random() % 600);
+    for (auto& value : sent.m_data) value = byte();
+    ByteVector wire = encode(sent);
+    ASSERT_TRUE(checkout(wire));
+
+    ThirdProtoMCUCMsg received;
+    ASSERT_EQ(decode(received, wire), 0);
+    EXPECT_EQ(received.m_data, sent.m_data);
+    EXPECT_EQ(received.m_usHeader, static_cast<uint16_t>(sent.m_usHeader << 8 | sent.m_usHeader >> 8));
+    // The tag turns around with each step; all else is the same bytes.
+    const ByteVector again = encode(received);
+    EXPECT_THAT(ByteVector(again.begin() + 2, again.end()), ElementsAreArray(wire.begin() + 2, wire.end()));
+
+    const size_t at = 2 + random() % (wire.size() - 2);
+    wire[at] = static_cast<uint8_t>(wire[at] + 1 + random() % 255);
+    EXPECT_FALSE(checkout(wire)) << "byte " << at << " of " << wire.size();
+  }
+}
+
+TEST(FrameCodec, TheBaseMessageIsNoCodec) {
+  MCUCMsg message;
+  std::array<uint8_t, 64> buffer{};
+  EXPECT_EQ(static_cast<unsigned>(message.Encode(buffer.data(), 64)), 0x80005001U);
+  EXPECT_EQ(static_cast<unsigned>(message.Decode(buffer.data(), 64)), 0x80005001U);
+}
+
+TEST(Envelope, LiesOnTheWireAsThePeersReadIt) {
+  const std::array<uint8_t, kEnvelopeLength> wire = {
+      0x01, 0x02, 0x0C, 0x03,  // uiid
+      0x01, 0x00, 0x00, 0x80,  // label count
+      0x1C, 0x10, 0x00, 0x00,  // size
+      0x44, 0x33, 0x22, 0x11,  // result
+      0x88, 0x77, 0x66, 0x55,  // detail
+      0x01, 0x02,              // small label
+      0x1C, 0x04,              // large label
+      0x14, 0x00, 0x01, 0x00,  // payload length
+  };
+  const auto header = ipcHeaderInfo::decode(wire);
+  EXPECT_EQ(header.uiid, 0x030C0201U);
+  EXPECT_EQ(header.labelCount, 0x80000001U);
+  EXPECT_EQ(header.size, 0x101CU);
+  EXPECT_EQ(header.result, 0x11223344U);
+  EXPECT_EQ(header.detail, 0x55667788U);
+  EXPECT_EQ(header.smallLabel, 0x0201);
+  EXPECT_EQ(header.largeLabel, 0x041C);
+  EXPECT_EQ(header.payloadLength, 0x10014U);
+  std::array<uint8_t, kEnvelopeLength> again{};
+  header.encode(again);
+  EXPECT_EQ(again, wire);
+}
+
+TEST(WriteRecord, IsTakenOnlyWhole) {
+  const ByteVector record = encodeWriteRecord(0x03001234, 3, ByteVector{0xA, 0xB, 0xC});
+  EXPECT_THAT(record, ElementsAre(0x34, 0x12, 0x00, 0x03, 0x03, 0x00, 0xA, 0xB, 0xC));
+  for (size_t length = 0; length < record.size(); ++length) {
+    EXPECT_FALSE(decodeWriteRecord(Bytes(record).first(length))) << length;
+  }
+  const auto decoded = decodeWriteRecord(record);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->address, 0x03001234U);
+  EXPECT_EQ(decoded->length, 3);
+  EXPECT_THAT(decoded->data, ElementsAre(0xA, 0xB, 0xC));
+
+  // The length field is the request's own: fewer bytes than it says are refused, more are cut.
+  EXPECT_FALSE(decodeWriteRecord(encodeWriteRecord(0, 0xFFFF, ByteVector{1})));
+  const ByteVector surplus = encodeWriteRecord(0, 1, ByteVector{1, 2, 3});
+  EXPECT_THAT(decodeWriteRecord(surplus).value().data, ElementsAre(1));
+}
+
+TEST(ByteHelpers, LayOutWords) {
+  EXPECT_EQ(DWT_MAKEWD(0x80, 0xFF), 0x80FF);
+  EXPECT_EQ(DWT_MAKEDW(0x80, 0x01, 0xFE, 0xFF), 0x8001FEFFU);
+  std::array<uint8_t, 4> bytes{};
+  DWT_ENCDW(bytes.data(), 0x80A0C0E1);
+  EXPECT_THAT(bytes, ElementsAre(0xE1, 0xC0, 0xA0, 0x80));
+  EXPECT_EQ(readDword(bytes.data()), 0x80A0C0E1U);
+  DWT_RENCWD(bytes.data(), 0x1234);
+  DWT_ENCWD(bytes.data() + 2, 0x1234);
+  EXPECT_THAT(bytes, ElementsAre(0x12, 0x34, 0x34, 0x12));
+}
+
+TEST(ByteHelpers, DumpOnlyWhatFits) {
+  const ByteVector bytes = {0x55, 0xAA, 0x00};
+  for (const int capacity : {9, 5, 1}) {  // 3 * 3 characters and the end do not fit
+    std::string text(16, '#');
+    EXPECT_EQ(Bytes2String(bytes.data(), 3, text.data(), capacity), 0);
+    EXPECT_EQ(text[0], '\0');
+    EXPECT_EQ(text.substr(1), std::string(15, '#'));
+  }
+  std::string text(16, '#');
+  EXPECT_EQ(Bytes2String(bytes.data(), 3, text.data(), 10), 9);
+  EXPECT_STREQ(text.c_str(), "55 AA 00 ");
+  EXPECT_EQ(Bytes2String(nullptr, 3, text.data(), 16), 0);
+  EXPECT_STREQ(text.c_str(), "");
+  EXPECT_EQ(Bytes2String(bytes.data(), 0, text.data(), 16), 0);
+  EXPECT_EQ(Bytes2String(bytes.data(), 3, nullptr, 16), 0);
+  EXPECT_EQ(Bytes2String(bytes.data(), 0x7FFFFFFF, text.data(), 16), 0) << "three times the length leaves an int";
+}
+
+}  // namespace
+}  // namespace TIRK_MCUC
