@@ -305,19 +305,20 @@ void Data_Global::writeScreenSizeToFlash(uint32_t width, uint32_t height) {
 }
 
 void Data_Global::PortWidthUpdate(uint8_t port, uint16_t value) {
-  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::portBlock(port), value);
+  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::portBlock(port) + sendpara::kBlockWidth, value);
 }
 
 void Data_Global::PortHeightUpdate(uint8_t port, uint16_t value) {
-  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::portBlock(port) + 2, value);
+  if (port < sendpara::kOutputPorts)
+    SendParameterReg.setWord(sendpara::portBlock(port) + sendpara::kBlockHeight, value);
 }
 
 void Data_Global::PortOffsetXUpdate(uint8_t port, uint16_t value) {
-  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::portBlock(port) + 4, value);
+  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::PortParaXOffsetIndex[port], value);
 }
 
 void Data_Global::PortOffsetYUpdate(uint8_t port, uint16_t value) {
-  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::portBlock(port) + 6, value);
+  if (port < sendpara::kOutputPorts) SendParameterReg.setWord(sendpara::PortParaYOffsetIndex[port], value);
 }
 
 void Data_Global::PortMorSUpdate(uint8_t port, uint8_t value) {

@@ -2,6 +2,7 @@
 // 0x02000000. Multi-byte values are little-endian.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -73,4 +74,39 @@ constexpr size_t portRole(unsigned port) {
 }
 static_assert(portBlock(3) + 6 == 0x72 && portBlock(7) + 6 == 0xD2 && portBlock(15) + 6 == 0x176);
 
+// Fields of a port block.
+constexpr size_t kBlockWidth = 0;  // u16 each
+constexpr size_t kBlockHeight = 2;
+constexpr size_t kBlockOffsetX = 4;
+constexpr size_t kBlockOffsetY = 6;
+
+// Where each port's offset X and offset Y stand.
+constexpr std::array<size_t, kOutputPorts> portFieldIndexes(size_t field) {
+  std::array<size_t, kOutputPorts> indexes{};
+  for (unsigned port = 0; port < kOutputPorts; ++port) indexes[port] = portBlock(port) + field;
+  return indexes;
+}
+constexpr auto PortParaXOffsetIndex = portFieldIndexes(kBlockOffsetX);
+constexpr auto PortParaYOffsetIndex = portFieldIndexes(kBlockOffsetY);
+
 }  // namespace TIRK_MCUC::sendpara
+
+// The bytes of the screen record ScreenParaReg. Index = register address minus 0x02100000.
+namespace TIRK_MCUC::screenpara {
+
+constexpr size_t kKind = 0;        // 1 calculated, 3 otherwise
+constexpr size_t kValid = 1;       // 0x55 when the record is valid
+constexpr size_t kOffsetX = 2;     // u16 display offset X of the bypass mode
+constexpr size_t kOffsetY = 4;     // u16 display offset Y of the bypass mode
+constexpr size_t kCardWidth = 6;   // u16
+constexpr size_t kCardHeight = 8;  // u16
+constexpr size_t kRows = 10;       // rows of cards, low byte
+constexpr size_t kColumns = 11;    // columns of cards, low byte
+constexpr size_t kConnectMode = 12;
+constexpr size_t kCardsPerPort = 13;  // u16
+
+constexpr uint8_t kCalculated = 1;
+constexpr uint8_t kNotCalculated = 3;
+constexpr uint8_t kValidMark = 0x55;
+
+}  // namespace TIRK_MCUC::screenpara
