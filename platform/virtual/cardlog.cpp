@@ -1,0 +1,151 @@
+#include "virtual/cardlog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "virtual/board.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr char kFile[] = "cards";
+constexpr char kFreshFile[] = "cards.new";
+constexpr uint8_t kMagic[8] = {'c', 'a', 'r', 'd', 's', ' ', '1', '\n'};
+constexpr size_t kHeader = 8;
+constexpr uint64_t kGrowth = 32U << 20;
+constexpr size_t kWriteSize = 1U << 20;
+
+uint32_t checksum(CardLog::Record record) {
+  uint32_t sum = 2166136261U;
+  for (const uint8_t byte : record) sum = (sum ^ byte) * 16777619U;
+  return sum;
+}
+
+void putDword(std::vector<uint8_t>& out, uint32_t value) {
+  for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<uint8_t>(value >> shift));
+}
+
+uint32_t dwordAt(const std::vector<uint8_t>& bytes, size_t at) {
+  return bytes[at] | static_cast<uint32_t>(bytes[at + 1]) << 8 | static_cast<uint32_t>(bytes[at + 2]) << 16 |
+         static_cast<uint32_t>(bytes[at + 3]) << 24;
+}
+
+void putRecord(std::vector<uint8_t>& out, CardLog::Record record) {
+  putDword(out, static_cast<uint32_t>(record.size()));
+  putDword(out, checksum(record));
+  out.insert(out.end(), record.begin(), record.end());
+}
+
+bool writeAll(int fd, CardLog::Record bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes = bytes.subspan(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+bool readAll(int fd, std::vector<uint8_t>& bytes) {
+  struct stat status;
+  if (::fstat(fd, &status) != 0) return false;
+  bytes.resize(static_cast<size_t>(status.st_size));
+  for (size_t done = 0; done < bytes.size();) {
+    const ssize_t got = ::pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    done += static_cast<size_t>(got);
+  }
+  return true;
+}
+
+std::runtime_error failure(const char* what) {
+  return std::runtime_error(std::string("\"") + kFile + "\" " + what + ": " + std::generic_category().message(errno));
+}
+
+// The length of the whole record at `at`, 0 when there is none.
+size_t wholeRecord(const std::vector<uint8_t>& bytes, size_t at) {
+  if (bytes.size() - at < kHeader) return 0;
+  const size_t length = dwordAt(bytes, at);
+  if (length == 0 || length > bytes.size() - at - kHeader) return 0;
+  const bool intact = checksum(CardLog::Record(bytes).subspan(at + kHeader, length)) == dwordAt(bytes, at + 4);
+  return intact ? length : 0;
+}
+
+}  // namespace
+
+void CardLog::open(const Take& take) {
+  m_file = Descriptor(::openat(board().directoryFd, kFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
+  std::vector<uint8_t> bytes;
+  if (!m_file || !readAll(m_file.get(), bytes)) throw failure("cannot be read");
+  if (bytes.size() < sizeof kMagic && std::equal(bytes.begin(), bytes.end(), kMagic)) {
+    bytes.assign(std::begin(kMagic), std::end(kMagic));
+    if (::ftruncate(m_file.get(), 0) != 0 || !writeAll(m_file.get(), kMagic)) throw failure("cannot be written");
+  }
+  if (bytes.size() < sizeof kMagic || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0) {
+    throw std::runtime_error(std::string("\"") + kFile + "\" is no log of cards");
+  }
+  size_t at = sizeof kMagic;
+  for (size_t length = 0; (length = wholeRecord(bytes, at)) != 0; at += kHeader + length) {
+    if (take(Record(bytes).subspan(at + kHeader, length))) continue;
+    throw std::runtime_error(std::string("\"") + kFile + "\" makes no sense at byte " + std::to_string(at));
+  }
+  if (at < bytes.size() && ::ftruncate(m_file.get(), static_cast<off_t>(at)) != 0) throw failure("cannot be written");
+  m_size = m_replacedSize = at;
+}
+
+int CardLog::append(Record record) {
+  std::vector<uint8_t> bytes;
+  bytes.reserve(kHeader + record.size());
+  putRecord(bytes, record);
+  if (!writeAll(m_file.get(), bytes)) {
+    // What was written of it would be taken for the end of the log.
+    if (::ftruncate(m_file.get(), static_cast<off_t>(m_size)) != 0) std::perror(kFile);
+    return -1;
+  }
+  m_size += bytes.size();
+  return 0;
+}
+
+int CardLog::replace(const Produce& produce) {
+  Descriptor fresh(::openat(board().directoryFd, kFreshFile, O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
+  if (!fresh) return -1;
+  std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
+  uint64_t size = 0;
+  bool good = true;
+  const auto flush = [&] {
+    good = good && writeAll(fresh.get(), bytes);
+    size += bytes.size();
+    bytes.clear();
+  };
+  produce([&](Record record) {
+    putRecord(bytes, record);
+    if (bytes.size() >= kWriteSize) flush();
+  });
+  flush();
+  const int directory = board().directoryFd;
+  if (!good || ::renameat(directory, kFreshFile, directory, kFile) != 0) {
+    ::unlinkat(directory, kFreshFile, 0);
+    return -1;
+  }
+  m_file = std::move(fresh);
+  m_size = m_replacedSize = size;
+  return 0;
+}
+
+bool CardLog::wantsReplacing() const {
+  return m_size > 2 * m_replacedSize + kGrowth;
+}
+
+}  // namespace vboard
