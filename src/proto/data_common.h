@@ -170,8 +170,8 @@ class Data_Global {
 
   // --- data_feature.cpp. Worker.
   void DoWriteFeatureInfo(uint32_t address, uint16_t length, const uint8_t* data);
-  void SendMasterOrBackup(uint8_t role);  // 0 master, else backup
-  void ChangeOutScreenPara(uint32_t width, uint32_t height);
+  void SendMasterOrBackup(uint8_t role);                      // 0 master, else backup
+  bool ChangeOutScreenPara(uint32_t width, uint32_t height);  // false, nothing stored, when one is 0
 
   // --- data_factory.cpp. ReturnFactory: flag thread. SNTransfer: start-up. Get...: request thread.
   int ReturnFactory(uint8_t type);  // 0; -1 when the reset stopped before anything was changed

@@ -4,6 +4,7 @@
 
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "proto/addr_featureregister.h"
 #include "proto/registerspace.h"
 
 namespace TIRK_MCUC {
@@ -54,7 +55,7 @@ Tshl_ctl::Tshl_ctl() {
   missing(0x00000000, "factory", "factory hardware register");
   missing(0x00010000, "plug in card info", "plug in card register");
   missing(0x01000000, "command", "command register");
-  missing(0x02000000, "feature", "feature register");
+  add<Addr_FeatureRegister>(0x02000000, "feature", "feature register");
   missing(0x02100000, "screen info echo", "screen info echo");
   missing(0x02200000, "screen info echo", "screen info echo");
   missing(0x02300000, "backup", "backup info register");
