@@ -20,14 +20,6 @@ struct PortSizes {
   uint16_t highest;
 };
 
-bool withinLimits(const AdvancedRequest& request, CardSize card) {
-  const AdvancedVerdict verdict = judgeAdvanced(request, card);
-  if (verdict.valid()) return true;
-  TRACE_ERROR("=== AdvCalcParaOfSenderInMosaicMode ===PortParaInvalid: total card num = "
-              << verdict.totalCards << " port para = " << int{!verdict.portsValid});
-  return false;
-}
-
 PortSizes portSizes(const AdvancedRequest& request, CardSize card) {
   PortSizes sizes{};
   for (unsigned p = 0; p < kDataPorts; ++p) {
@@ -94,6 +86,14 @@ void layOutPort(uint8_t connectMode, unsigned port, uint32_t rows, uint32_t colu
 
 }  // namespace
 
+bool Data_Global::advancedWithinLimits(const AdvancedRequest& request, CardSize card) {
+  const AdvancedVerdict verdict = judgeAdvanced(request, card);
+  if (verdict.valid()) return true;
+  TRACE_ERROR("=== AdvCalcParaOfSenderInMosaicMode ===PortParaInvalid: total card num = "
+              << verdict.totalCards << " port para = " << int{!verdict.portsValid});
+  return false;
+}
+
 void Data_Global::AdvCalcParaGetSreenSize(const AdvancedRequest& request) {
   const CardSize card = cardSize();
   uint32_t width = 0;
@@ -119,12 +119,12 @@ void Data_Global::AdvCalcParaGetSreenSize(const AdvancedRequest& request) {
 
 int Data_Global::AdvCalcParaOfSenderInMosaicMode(const AdvancedRequest& request) {
   TRACE_INFO("===================== Begin Calculate Advanced LED configure =======================");
-  if (!withinLimits(request, cardSize())) return kInvalidPorts;
+  if (!advancedWithinLimits(request, cardSize())) return kInvalidPorts;
   TRACE_INFO("=========================== Ready GetRecvCardSize_Env =========================");
   GetRecvCardSize_EnvNew();
   const CardSize card = cardSize();
   TRACE_INFO("ReceiveCardWidth = " << card.width << " ReceiveCardHeight = " << card.height);
-  if (!withinLimits(request, card)) return kInvalidPorts;  // larger cards may leave the largest screen
+  if (!advancedWithinLimits(request, card)) return kInvalidPorts;  // larger cards may leave the largest screen
 
   const PortSizes sizes = portSizes(request, card);
   const ScreenRecord record = calculatedScreenRecord(card);

@@ -163,6 +163,8 @@ class Data_Global {
   void CalculateParaOfSenderInMosaicMode(const MosaicRequest& request);
   void CalculateParaGetSreenSize(const MosaicRequest& request);
   int GetRecvCardSize_EnvNew();  // 0 when the card size was updated, else -1; any thread
+  // Whether the request keeps its limits with this card size; if not, after the calculation's Error line.
+  static bool advancedWithinLimits(const AdvancedRequest& request, CardSize card);
   void AdvCalcParaGetSreenSize(const AdvancedRequest& request);
   int AdvCalcParaOfSenderInMosaicMode(const AdvancedRequest& request);  // 0, or 0x80005011 and nothing changed
   int AdvCordinateCalc(uint8_t spare, uint8_t connectMode, uint8_t port, uint16_t x, uint16_t y, uint16_t rows,
@@ -218,8 +220,8 @@ class Data_Global {
   void sendReport(uint32_t task, uint32_t address, Bytes data);
   void sendMirror(uint32_t task, uint32_t address, size_t offset, size_t length);  // bytes of SendParameterReg
 
-  uint16_t ReceiveCardWidth = 128;  // guarded by m_mutex, always with the height
-  uint16_t ReceiveCardHeight = 128;
+  uint16_t ReceiveCardWidth = kDefaultCardSize.width;  // guarded by m_mutex, always with the height
+  uint16_t ReceiveCardHeight = kDefaultCardSize.height;
   MosaicRequest m_mosaicRequest;  // guarded by m_mutex
   std::atomic<uint8_t> m_selfTestFlag{0};
   std::mutex m_selfTestMutex;

@@ -14,7 +14,7 @@ namespace TIRK_MCUC {
 
 namespace {
 
-constexpr uint16_t kDefaultSide = 128;  // pixels, of a card or a screen whose size is not known
+constexpr uint16_t kDefaultSide = 128;  // pixels, of a screen whose size is not known
 constexpr uint32_t kCardSizeRegister = 0x02000017;
 
 using Roles = std::array<uint8_t, sendpara::kOutputPorts>;
@@ -250,7 +250,7 @@ int Data_Global::GetRecvCardSize_EnvNew() {
   TRACE_INFO("Detect Opt link status = " << optical);
   const bool opticalUp = (optical & 0xA0) != 0 && (optical & 0x0F) != 0;
   if (!opticalUp && (copper | fiber) == 0) {
-    setCardSize({kDefaultSide, kDefaultSide});
+    setCardSize(kDefaultCardSize);
     TRACE_INFO("=========================== Finish GetRecvCardSize_Env =========================");
     return -1;
   }
@@ -259,7 +259,7 @@ int Data_Global::GetRecvCardSize_EnvNew() {
   std::array<uint8_t, 4> answer{};
   const int ret = driver->ReadCardPara(kCardSizeRegister, port, uint16_t{0}, uint16_t{4}, answer.data(), RecvCard);
   if (ret != 0) {
-    setCardSize({kDefaultSide, kDefaultSide});
+    setCardSize(kDefaultCardSize);
     TRACE_ERROR("=== Read receive card failed, return ====");
     return -1;
   }

@@ -32,6 +32,8 @@ struct CardSize {
   bool operator==(const CardSize&) const = default;
 };
 
+constexpr CardSize kDefaultCardSize{128, 128};
+
 // What the host asked for in the shortcut-configuration record.
 struct MosaicRequest {
   uint16_t rows = 0;        // TempParaTable[1]
@@ -39,6 +41,7 @@ struct MosaicRequest {
   uint16_t cards = 0;       // TempParaTable[3]: cabinets, as cards per port
   uint8_t connectMode = 0;  // TempParaCharTable[0]
   uint8_t masterSlave = 0;  // TempParaCharTable[2]: PbufMorSMode
+  bool operator==(const MosaicRequest&) const = default;
 };
 
 // What the host asked for port by port.
