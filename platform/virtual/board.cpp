@@ -9,25 +9,13 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "virtual/bus.h"
+#include "virtual/cards.h"
 #include "virtual/files.h"
 #include "virtual/inputs.h"
 #include "virtual/lights.h"
 #include "virtual/power.h"
-#if __has_include("virtual/bus.h")
-#include "virtual/bus.h"
-#else
-namespace vboard {
-class Bus {};
-}  // namespace vboard
-#endif
-#if __has_include("virtual/cards.h")
-#include "virtual/cards.h"
-#else
-namespace vboard {
-class Cards {};
-}  // namespace vboard
-#endif
-#if __has_include("virtual/monitor.h")
+#if __has_include("virtual/monitor.cpp")
 #include "virtual/monitor.h"
 #else
 namespace vboard {

@@ -17,21 +17,8 @@ constexpr mode_t kFileMode = 0600;
 constexpr mode_t kDirectoryMode = 0700;
 }  // namespace
 
-OwnedFd::~OwnedFd() {
-  if (m_fd >= 0) ::close(m_fd);
-}
-
-OwnedFd& OwnedFd::operator=(OwnedFd&& other) noexcept {
-  std::swap(m_fd, other.m_fd);
-  return *this;
-}
-
-int OwnedFd::release() {
-  return std::exchange(m_fd, -1);
-}
-
-OwnedFd openFile(const std::string& name, int flags) {
-  return OwnedFd(::open(name.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, kFileMode));
+Descriptor openFile(const std::string& name, int flags) {
+  return Descriptor(::open(name.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, kFileMode));
 }
 
 int writeAll(int fd, std::string_view bytes) {
@@ -78,7 +65,7 @@ int makeDirectory(const std::string& name) {
 
 std::optional<std::string> readFile(const std::string& name) {
   // Not blocking: a FIFO by that name must not stop the daemon before it is found out.
-  const OwnedFd file = openFile(name, O_RDONLY | O_NONBLOCK);
+  const Descriptor file = openFile(name, O_RDONLY | O_NONBLOCK);
   struct stat info = {};
   if (!file || ::fstat(file.get(), &info) != 0) return std::nullopt;
   if (!S_ISREG(info.st_mode)) {
@@ -99,7 +86,7 @@ std::optional<std::string> readFile(const std::string& name) {
 int replaceFile(const std::string& name, std::string_view text) {
   const std::string fresh = name + ".new";
   {
-    const OwnedFd file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    const Descriptor file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
     if (!file) return -1;
     if (writeAll(file.get(), text) == 0 && ::rename(fresh.c_str(), name.c_str()) == 0) return 0;
   }
@@ -109,24 +96,24 @@ int replaceFile(const std::string& name, std::string_view text) {
   return -1;
 }
 
-OwnedFd openDirectory(const std::string& path) {
+Descriptor openDirectory(const std::string& path) {
   // One part at a time: the system takes no path of more than 4096 bytes.
   constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-  OwnedFd directory(::open(path.starts_with('/') ? "/" : ".", kFlags));
+  Descriptor directory(::open(path.starts_with('/') ? "/" : ".", kFlags));
   for (size_t at = 0; directory && at < path.size();) {
     const size_t end = std::min(path.find('/', at), path.size());
     const std::string part = path.substr(at, end - at);
     at = end + 1;
     if (part.empty()) continue;
-    OwnedFd next(::openat(directory.get(), part.c_str(), kFlags));
+    Descriptor next(::openat(directory.get(), part.c_str(), kFlags));
     if (!next && errno == ENOENT) {
-      if (::mkdirat(directory.get(), part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) return OwnedFd();
-      next = OwnedFd(::openat(directory.get(), part.c_str(), kFlags));
+      if (::mkdirat(directory.get(), part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) return Descriptor();
+      next = Descriptor(::openat(directory.get(), part.c_str(), kFlags));
     }
     directory = std::move(next);
   }
   if (!directory) return directory;
-  return OwnedFd(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return Descriptor(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 std::string systemError() {

@@ -10,28 +10,12 @@
 #include <string>
 #include <string_view>
 
+#include "virtual/descriptor.h"
+
 namespace vboard {
 
-// A descriptor that closes itself.
-class OwnedFd {
- public:
-  explicit OwnedFd(int fd = -1) : m_fd(fd) {}
-  ~OwnedFd();
-  OwnedFd(OwnedFd&& other) noexcept : m_fd(other.release()) {}
-  OwnedFd& operator=(OwnedFd&& other) noexcept;
-  OwnedFd(const OwnedFd&) = delete;
-  OwnedFd& operator=(const OwnedFd&) = delete;
-
-  int get() const { return m_fd; }
-  int release();
-  explicit operator bool() const { return m_fd >= 0; }
-
- private:
-  int m_fd;
-};
-
-OwnedFd openFile(const std::string& name, int flags);  // close-on-exec; O_CREAT makes it 0600
-int writeAll(int fd, std::string_view bytes);          // 0 or -1
+Descriptor openFile(const std::string& name, int flags);  // close-on-exec; O_CREAT makes it 0600
+int writeAll(int fd, std::string_view bytes);             // 0 or -1
 // At an offset, all bytes or -1: the end of the file before `out` is full is a failure.
 int readAllAt(int fd, std::span<uint8_t> out, uint64_t offset);
 int writeAllAt(int fd, std::span<const uint8_t> data, uint64_t offset);
@@ -41,7 +25,7 @@ std::optional<std::string> readFile(const std::string& name);  // regular files 
 int replaceFile(const std::string& name, std::string_view text);
 
 // Opens a directory by a path of any length, and makes the directories that are missing.
-OwnedFd openDirectory(const std::string& path);
+Descriptor openDirectory(const std::string& path);
 
 // Whether a symbolic link that a path ends in stands for itself or for what it points to.
 enum class LastLink { Follow, Keep };

@@ -58,7 +58,7 @@ int fillErased(int fd) {
 void makeImage(const char* image) {
   const std::string name = ownPath(image);
   const std::string fresh = name + ".new";
-  const OwnedFd file = openFile(fresh, O_RDWR | O_CREAT | O_TRUNC);
+  const Descriptor file = openFile(fresh, O_RDWR | O_CREAT | O_TRUNC);
   bool made = file && fillErased(file.get()) == 0;
   for (const Range& range : kZero) {
     const std::vector<uint8_t> zeros(range.last - range.first + 1);
@@ -72,8 +72,8 @@ void makeImage(const char* image) {
 }
 
 // An image of the right size; no descriptor, errno set, when it cannot be opened.
-OwnedFd openImage(const char* image) {
-  OwnedFd file = openFile(ownPath(image), O_RDWR | O_NONBLOCK);
+Descriptor openImage(const char* image) {
+  Descriptor file = openFile(ownPath(image), O_RDWR | O_NONBLOCK);
   if (!file) return file;
   struct stat info = {};
   if (::fstat(file.get(), &info) != 0) complain("cannot examine", image);
@@ -84,8 +84,8 @@ OwnedFd openImage(const char* image) {
   return file;
 }
 
-OwnedFd openOrMakeImage(const char* image) {
-  OwnedFd file = openImage(image);
+Descriptor openOrMakeImage(const char* image) {
+  Descriptor file = openImage(image);
   if (!file && errno == ENOENT) {
     makeImage(image);
     file = openImage(image);
@@ -98,7 +98,7 @@ OwnedFd openOrMakeImage(const char* image) {
 
 void Flash::open() {
   openOrMakeImage(kFactory);
-  OwnedFd file = openOrMakeImage(kImage);
+  Descriptor file = openOrMakeImage(kImage);
   const std::unique_lock guard(m_mutex);
   fd = file.release();
 }
@@ -119,7 +119,7 @@ int Flash::writeFactoryTmp(uint32_t address, Bytes data) {
   if (!inside(address, data.size())) return -1;
   const std::unique_lock guard(m_mutex);
   try {
-    const OwnedFd file = openImage(kFactoryTmp);
+    const Descriptor file = openImage(kFactoryTmp);
     return file ? writeAllAt(file.get(), data, address) : -1;
   } catch (const std::runtime_error& problem) {
     std::fprintf(stderr, "virtual board: %s\n", problem.what());
@@ -130,11 +130,11 @@ int Flash::writeFactoryTmp(uint32_t address, Bytes data) {
 int Flash::takeFactoryTmp() {
   const std::unique_lock guard(m_mutex);
   try {
-    OwnedFd file = openImage(kFactoryTmp);
+    Descriptor file = openImage(kFactoryTmp);
     if (!file && errno == ENOENT) return 0;
     if (!file) complain("cannot open", kFactoryTmp);
     if (::rename(ownPath(kFactoryTmp).c_str(), ownPath(kImage).c_str()) != 0) complain("cannot move", kFactoryTmp);
-    const OwnedFd old(fd);
+    const Descriptor old(fd);
     fd = file.release();
     return 0;
   } catch (const std::runtime_error& problem) {

@@ -18,10 +18,8 @@
 #include <vector>
 
 #include "virtual/board.h"
-#include "virtual/files.h"
-#if __has_include("virtual/cards.h")
 #include "virtual/cards.h"
-#endif
+#include "virtual/files.h"
 
 namespace vboard {
 
@@ -47,9 +45,7 @@ void makeLoadedFlag() {
 void powerOn() {
   board().flash.takeFactoryTmp();
   board().fpga.clear();
-#if __has_include("virtual/cards.h")
   board().cards->clearRegisters();
-#endif
   if (::unlink(ownPath(kLoadedFlag).c_str()) != 0 && errno != ENOENT) {
     throw std::runtime_error(std::string("cannot remove \"root") + kLoadedFlag + "\": " + systemError());
   }

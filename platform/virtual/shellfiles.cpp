@@ -67,7 +67,7 @@ int makeDirectories(const std::string& path) {
 int copyFile(const std::string& from, const std::string& to) {
   const auto source = devicePath(from);
   if (!source) return complain("cp", from);
-  const OwnedFd in = openFile(*source, O_RDONLY | O_NONBLOCK);
+  const Descriptor in = openFile(*source, O_RDONLY | O_NONBLOCK);
   struct stat info = {};
   if (!in || ::fstat(in.get(), &info) != 0) return complain("cp", from);
   if (!S_ISREG(info.st_mode)) return complain("cp", from, "not a regular file");
@@ -78,7 +78,7 @@ int copyFile(const std::string& from, const std::string& to) {
     return complain("cp", to, "the flash chip is in use");
   }
   const std::string fresh = *target + ".new";
-  const OwnedFd out = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+  const Descriptor out = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
   if (out && copyBytes(in.get(), out.get()) == 0 && ::rename(fresh.c_str(), target->c_str()) == 0) return 0;
   const int reason = errno;
   if (out) ::unlink(fresh.c_str());
@@ -100,7 +100,7 @@ int removeTree(const std::string& path) {
 int appendLine(std::string_view path, std::string_view text) {
   const auto name = devicePath(path);
   if (!name) return complain("sh", path);
-  const OwnedFd file = openFile(*name, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK);
+  const Descriptor file = openFile(*name, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK);
   if (!file || writeAll(file.get(), std::string(text) + "\n") != 0) return complain("sh", path);
   return 0;
 }

@@ -34,18 +34,6 @@ const sockaddr* generic(const sockaddr_un& address) {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) {
-    if (m_fd >= 0) ::close(m_fd);
-    m_fd = std::exchange(other.m_fd, -1);
-  }
-  return *this;
-}
-
-Descriptor::~Descriptor() {
-  if (m_fd >= 0) ::close(m_fd);
-}
-
 Descriptor connectSocket(int type, const std::string& name) {
   sockaddr_un address;
   if (!fillAddress(address, name)) return {};
