@@ -7,7 +7,7 @@
 #include <functional>
 #include <span>
 
-#include "virtual/sockets.h"
+#include "virtual/files.h"
 
 namespace vboard {
 
@@ -25,7 +25,7 @@ class CardLog {
   bool wantsReplacing() const;          // far longer than when it was last replaced
 
  private:
-  Descriptor m_file;
+  OwnedFd m_file;
   uint64_t m_size = 0;
   uint64_t m_replacedSize = 0;
 };

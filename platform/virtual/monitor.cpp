@@ -60,7 +60,7 @@ class SocketAnswer : public Answer {
 // One client, on a thread of its own: who reads slowly or never asks holds up nobody.
 class Client {
  public:
-  explicit Client(Descriptor socket) : m_socket(std::move(socket)) {}
+  explicit Client(OwnedFd socket) : m_socket(std::move(socket)) {}
 
   void serve() {
     std::array<char, kReadSize> buffer;
@@ -109,12 +109,12 @@ class Client {
     answer.flush();
   }
 
-  Descriptor m_socket;
+  OwnedFd m_socket;
   std::string m_line;      // as far as it has come
   bool m_tooLong = false;  // the line that comes is longer than a line may be, and is not kept
 };
 
-void serveClient(Descriptor socket) {
+void serveClient(OwnedFd socket) {
   try {
     Client(std::move(socket)).serve();
   } catch (const ClientGone&) {
@@ -123,9 +123,9 @@ void serveClient(Descriptor socket) {
   }
 }
 
-void acceptClients(const Descriptor& listener) {
+void acceptClients(const OwnedFd& listener) {
   for (;;) {
-    Descriptor client(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    OwnedFd client(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
     try {
       if (client) {
         std::thread(serveClient, std::move(client)).detach();
@@ -141,9 +141,9 @@ void acceptClients(const Descriptor& listener) {
 }  // namespace
 
 void startMonitor() {
-  Descriptor listener = bindSocket(SOCK_STREAM, "monitor");
+  OwnedFd listener = bindSocket(SOCK_STREAM, "monitor");
   if (!listener) {
-    throw std::runtime_error("cannot make \"monitor\": " + std::generic_category().message(errno));
+    throw std::runtime_error("cannot make \"monitor\": " + systemError());
   }
   std::thread([listener = std::move(listener)] { acceptClients(listener); }).detach();
 }
