@@ -34,7 +34,7 @@ constexpr size_t kBusSizeField = 24;  // label size: the number of bytes that fo
 class Peers {
  public:
   struct Peer {
-    OwnedFd socket;
+    Descriptor socket;
     uint64_t device = 0, inode = 0;    // of the socket file, to notice a task that came back under its name
     std::atomic<bool> stalled{false};  // timed out, and has taken nothing since
   };
@@ -104,7 +104,7 @@ class Bus {
   int deliver(uint32_t task, std::span<const uint8_t> message);
 
   std::atomic<int> m_socket{-1};
-  OwnedFd m_owner;
+  Descriptor m_owner;
   Peers m_peers;
   std::atomic<uint64_t> m_received{0}, m_sent{0}, m_refused{0}, m_dropped{0};
 };

@@ -45,11 +45,11 @@ void putRecord(std::vector<uint8_t>& out, CardLog::Record record) {
   out.insert(out.end(), record.begin(), record.end());
 }
 
-bool put(const OwnedFd& file, CardLog::Record bytes) {
+bool put(const Descriptor& file, CardLog::Record bytes) {
   return writeAll(file.get(), {reinterpret_cast<const char*>(bytes.data()), bytes.size()}) == 0;
 }
 
-bool readWhole(const OwnedFd& file, std::vector<uint8_t>& bytes) {
+bool readWhole(const Descriptor& file, std::vector<uint8_t>& bytes) {
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) return false;
   bytes.resize(static_cast<size_t>(status.st_size));
@@ -105,7 +105,7 @@ int CardLog::append(Record record) {
 }
 
 int CardLog::replace(const Produce& produce) {
-  OwnedFd fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
+  Descriptor fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
   if (!fresh) return -1;
   std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
   uint64_t size = 0;

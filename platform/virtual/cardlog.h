@@ -25,7 +25,7 @@ class CardLog {
   bool wantsReplacing() const;          // far longer than when it was last replaced
 
  private:
-  OwnedFd m_file;
+  Descriptor m_file;
   uint64_t m_size = 0;
   uint64_t m_replacedSize = 0;
 };

@@ -60,7 +60,7 @@ class SocketAnswer : public Answer {
 // One client, on a thread of its own: who reads slowly or never asks holds up nobody.
 class Client {
  public:
-  explicit Client(OwnedFd socket) : m_socket(std::move(socket)) {}
+  explicit Client(Descriptor socket) : m_socket(std::move(socket)) {}
 
   void serve() {
     std::array<char, kReadSize> buffer;
@@ -109,12 +109,12 @@ class Client {
     answer.flush();
   }
 
-  OwnedFd m_socket;
+  Descriptor m_socket;
   std::string m_line;      // as far as it has come
   bool m_tooLong = false;  // the line that comes is longer than a line may be, and is not kept
 };
 
-void serveClient(OwnedFd socket) {
+void serveClient(Descriptor socket) {
   try {
     Client(std::move(socket)).serve();
   } catch (const ClientGone&) {
@@ -123,9 +123,9 @@ void serveClient(OwnedFd socket) {
   }
 }
 
-void acceptClients(const OwnedFd& listener) {
+void acceptClients(const Descriptor& listener) {
   for (;;) {
-    OwnedFd client(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    Descriptor client(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
     try {
       if (client) {
         std::thread(serveClient, std::move(client)).detach();
@@ -141,7 +141,7 @@ void acceptClients(const OwnedFd& listener) {
 }  // namespace
 
 void startMonitor() {
-  OwnedFd listener = bindSocket(SOCK_STREAM, "monitor");
+  Descriptor listener = bindSocket(SOCK_STREAM, "monitor");
   if (!listener) {
     throw std::runtime_error("cannot make \"monitor\": " + systemError());
   }
