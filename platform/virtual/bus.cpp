@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "virtual/board.h"
+#include "virtual/files.h"
 
 namespace vboard {
 

@@ -16,6 +16,7 @@
 
 #include "virtual/board.h"
 #include "virtual/commands.h"
+#include "virtual/files.h"
 #include "virtual/sockets.h"
 
 namespace vboard {
