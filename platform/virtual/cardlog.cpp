@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "virtual/board.h"
@@ -45,19 +47,31 @@ void putRecord(std::vector<uint8_t>& out, CardLog::Record record) {
   out.insert(out.end(), record.begin(), record.end());
 }
 
-bool put(const Descriptor& file, CardLog::Record bytes) {
-  return writeAll(file.get(), {reinterpret_cast<const char*>(bytes.data()), bytes.size()}) == 0;
+bool writeAll(int fd, CardLog::Record bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes = bytes.subspan(static_cast<size_t>(written));
+  }
+  return true;
 }
 
-bool readWhole(const Descriptor& file, std::vector<uint8_t>& bytes) {
+bool readAll(int fd, std::vector<uint8_t>& bytes) {
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) return false;
+  if (::fstat(fd, &status) != 0) return false;
   bytes.resize(static_cast<size_t>(status.st_size));
-  return readAllAt(file.get(), bytes, 0) == 0;
+  for (size_t done = 0; done < bytes.size();) {
+    const ssize_t got = ::pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    done += static_cast<size_t>(got);
+  }
+  return true;
 }
 
 std::runtime_error failure(const char* what) {
-  return std::runtime_error(std::string("\"") + kFile + "\" " + what + ": " + systemError());
+  return std::runtime_error(std::string("\"") + kFile + "\" " + what + ": " + std::generic_category().message(errno));
 }
 
 // The length of the whole record at `at`, 0 when there is none.
@@ -72,12 +86,12 @@ size_t wholeRecord(const std::vector<uint8_t>& bytes, size_t at) {
 }  // namespace
 
 void CardLog::open(const Take& take) {
-  m_file = openFile(boardFile(kFile), O_RDWR | O_CREAT | O_APPEND);
+  m_file = Descriptor(::openat(board().directoryFd, kFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
   std::vector<uint8_t> bytes;
-  if (!readWhole(m_file, bytes)) throw failure("cannot be read");
+  if (!m_file || !readAll(m_file.get(), bytes)) throw failure("cannot be read");
   if (bytes.size() < sizeof kMagic && std::equal(bytes.begin(), bytes.end(), kMagic)) {
     bytes.assign(std::begin(kMagic), std::end(kMagic));
-    if (::ftruncate(m_file.get(), 0) != 0 || !put(m_file, kMagic)) throw failure("cannot be written");
+    if (::ftruncate(m_file.get(), 0) != 0 || !writeAll(m_file.get(), kMagic)) throw failure("cannot be written");
   }
   if (bytes.size() < sizeof kMagic || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0) {
     throw std::runtime_error(std::string("\"") + kFile + "\" is no log of cards");
@@ -95,7 +109,7 @@ int CardLog::append(Record record) {
   std::vector<uint8_t> bytes;
   bytes.reserve(kHeader + record.size());
   putRecord(bytes, record);
-  if (!put(m_file, bytes)) {
+  if (!writeAll(m_file.get(), bytes)) {
     // What was written of it would be taken for the end of the log.
     if (::ftruncate(m_file.get(), static_cast<off_t>(m_size)) != 0) std::perror(kFile);
     return -1;
@@ -105,13 +119,13 @@ int CardLog::append(Record record) {
 }
 
 int CardLog::replace(const Produce& produce) {
-  Descriptor fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
+  Descriptor fresh(::openat(board().directoryFd, kFreshFile, O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
   if (!fresh) return -1;
   std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
   uint64_t size = 0;
   bool good = true;
   const auto flush = [&] {
-    good = good && put(fresh, bytes);
+    good = good && writeAll(fresh.get(), bytes);
     size += bytes.size();
     bytes.clear();
   };
@@ -120,8 +134,9 @@ int CardLog::replace(const Produce& produce) {
     if (bytes.size() >= kWriteSize) flush();
   });
   flush();
-  if (!good || std::rename(boardFile(kFreshFile).c_str(), boardFile(kFile).c_str()) != 0) {
-    ::unlink(boardFile(kFreshFile).c_str());
+  const int directory = board().directoryFd;
+  if (!good || ::renameat(directory, kFreshFile, directory, kFile) != 0) {
+    ::unlinkat(directory, kFreshFile, 0);
     return -1;
   }
   m_file = std::move(fresh);

@@ -7,7 +7,7 @@
 #include <functional>
 #include <span>
 
-#include "virtual/files.h"
+#include "virtual/sockets.h"
 
 namespace vboard {
 

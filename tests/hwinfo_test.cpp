@@ -1,0 +1,211 @@
+// The basic hardware block, and the clock in BCD.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+
+#include "driverutil.h"
+#include "process/basicpublicfunc.h"
+#include "proto/data_common.h"
+#include "support/board_fixture.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
+
+constexpr uint32_t kBlockAddress = 0x001000;
+constexpr size_t kBlockSize = 256;
+
+uint8_t bcd(unsigned value) {
+  return static_cast<uint8_t>(value / 10 * 16 + value % 10);
+}
+
+class HardwareInfo : public BoardTest {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(DriverUtil::getInstance()->initialize());
+    for (size_t i = 0; i < kBlockSize; ++i) m_block.push_back(static_cast<uint8_t>(i ^ 0xA5));
+    restart();
+  }
+  void restart() {
+    setFlash(kBlockAddress, m_block);
+    Data_Preset::getInstance()->BasicHardWareReg.write(0, m_block);
+    clearJournal();
+  }
+  static void write(int offset, const ByteVector& data) {
+    BasicPublicFunc::getInstance()->SetHwBasicinfo(offset, static_cast<int>(data.size()), data.data());
+  }
+  static ByteVector block() { return flash(kBlockAddress, kBlockSize); }
+  static ByteVector mirror() {
+    const auto image = Data_Preset::getInstance()->BasicHardWareReg.copy<kBlockSize>(0);
+    return {image.begin(), image.end()};
+  }
+  // The block with `data` from `offset` on.
+  ByteVector changed(size_t offset, const ByteVector& data) const {
+    ByteVector out = m_block;
+    std::copy(data.begin(), data.end(), out.begin() + static_cast<std::ptrdiff_t>(offset));
+    return out;
+  }
+
+  ByteVector m_block;
+};
+
+TEST(Weekday, IsTrueForEveryDateOfTheCentury) {
+  using namespace std::chrono;
+  int days = 0;
+  for (sys_days day = 2000y / January / 1; day <= sys_days(2099y / December / 31);
+       day += std::chrono::days(1), ++days) {
+    const year_month_day date(day);
+    const unsigned expected = weekday(day).iso_encoding();  // 1 Monday .. 7 Sunday
+    ASSERT_EQ(
+        BasicPublicFunc::CalcWeekday(bcd(static_cast<unsigned>(static_cast<int>(date.year()) - 2000)),
+                                     bcd(static_cast<unsigned>(date.month())), bcd(static_cast<unsigned>(date.day()))),
+        expected)
+        << int(date.year()) << "-" << unsigned(date.month()) << "-" << unsigned(date.day());
+  }
+  EXPECT_EQ(days, 36525);
+}
+
+TEST_F(HardwareInfo, WritesExactlyTheFieldThatIsMeant) {
+  const ByteVector whole(kBlockSize, 0x77);
+  const struct {
+    int offset;
+    ByteVector data;
+    ByteVector expected;
+  } kCases[] = {
+      {2, bytes({1, 2}), changed(2, bytes({1, 2}))},
+      {7, bytes({3, 4}), changed(7, bytes({3, 4}))},
+      {10, bytes({5, 6}), changed(10, bytes({5, 6}))},
+      {10, bytes({5, 6, 7, 8}), changed(10, bytes({5, 6}))},
+      {0, whole, changed(0x16, repeated(8, 0x77))},
+      {0x3D, bytes({1, 2, 3, 4, 5, 6, 7}), changed(0x3D, bytes({1, 2, 3, 4, 5, 6, 7}))},
+      {0x3D, bytes({1, 2, 3, 4, 5, 6}), m_block},
+      {2, bytes({1, 2, 3}), m_block},
+      {2, bytes({1}), m_block},
+      {0, bytes({1, 2}), m_block},
+      {0x16, repeated(8, 1), m_block},
+      {0, repeated(255, 1), m_block},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(std::to_string(test.offset) + " + " + std::to_string(test.data.size()));
+    restart();
+    write(test.offset, test.data);
+    EXPECT_EQ(block(), test.expected);
+    EXPECT_EQ(mirror(), test.expected);
+    EXPECT_THAT(journalLines().back(), StartsWith("flash w 0x00001000 256")) << "rewritten in every case";
+  }
+}
+
+TEST_F(HardwareInfo, SerialNumberGoesToTheEnvironmentToo) {
+  ByteVector whole(kBlockSize, 0x01);
+  const ByteVector serial = bytes({0x00, 0x0A, 0xB0, 0xFF, 0x7F, 0x80, 0x12, 0x9C});
+  std::copy(serial.begin(), serial.end(), whole.begin() + 0x16);
+  write(0, whole);
+  EXPECT_EQ(env("device_sn"), "000ab0ff7f80129c");
+  ByteVector read(8);
+  Data_Global::getInstance()->GetEnvSNPara(read.data());
+  EXPECT_EQ(read, serial);
+
+  for (const auto op : {vboard::Op::EnvOpen, vboard::Op::EnvSet}) {
+    restart();
+    fail(op, 1);
+    write(0, whole);
+    EXPECT_EQ(block(), changed(0x16, serial)) << "the block is written all the same";
+  }
+  EXPECT_EQ(logged("=== WriteHwBasicInfomation ===open env failed"), 1U);
+  EXPECT_EQ(logged("=== WriteHwBasicInfomation ===set env device_sn failed"), 1U);
+}
+
+TEST_F(HardwareInfo, EthernetAddressIsHandedOnBeforeTheBlockIsWritten) {
+  write(0x3D, bytes({0x99, 0x00, 0x1B, 0xC5, 0x0A, 0xFF, 0x07}));
+  EXPECT_THAT(journalLines(), ElementsAre("sh /usr/pmx100/bin/fw_setenv ethaddr 00:1b:c5:0a:ff:07",
+                                          "env set ethaddr_set 1", StartsWith("flash w 0x00001000 256")));
+  for (const auto op : {vboard::Op::Shell, vboard::Op::EnvOpen, vboard::Op::EnvSet}) {
+    restart();
+    fail(op, 1);
+    write(0x3D, repeated(7, 0x42));
+    EXPECT_EQ(block(), changed(0x3D, repeated(7, 0x42)));
+  }
+  EXPECT_EQ(logged("=== WriteHwBasicInfomation ===set ethaddr failed"), 1U);
+  EXPECT_EQ(logged("=== WriteHwBasicInfomation ===When set ethaddr_set flag, open env failed !"), 1U);
+  EXPECT_EQ(logged("=== WriteHwBasicInfomation ===Set ethaddr_set flag failed !"), 1U);
+}
+
+TEST_F(HardwareInfo, ChangesNothingThatItCannotKeep) {
+  write(10, bytes({5}));  // half a field
+  EXPECT_EQ(journal(), "");
+
+  fail(vboard::Op::FlashRead, 3);
+  write(0x3D, repeated(7, 0x42));
+  EXPECT_EQ(journal(), "") << "an unreadable block is not written back, and nothing else is done";
+  EXPECT_EQ(mirror(), m_block);
+
+  fail(vboard::Op::FlashWrite, 3);
+  write(2, bytes({1, 2}));
+  EXPECT_EQ(mirror(), block()) << "in step with the flash";
+}
+
+TEST_F(HardwareInfo, ReadsTheBlockFromAnyOffset) {
+  ByteVector out(4);
+  EXPECT_EQ(BasicPublicFunc::getInstance()->GetHwBasicinfo(0x16, 4, out.data()), 0);
+  EXPECT_EQ(out, ByteVector(m_block.begin() + 0x16, m_block.begin() + 0x1A));
+  fail(vboard::Op::FlashRead, 3, 7);
+  EXPECT_EQ(BasicPublicFunc::getInstance()->GetHwBasicinfo(0x16, 4, out.data()), 7);
+  EXPECT_EQ(BasicPublicFunc::getInstance()->GetHwBasicinfo(0, -1, out.data()), -1);
+}
+
+TEST_F(HardwareInfo, ClockGoesBothWaysInBcd) {
+  const ByteVector set = bytes({0x26, 0x11, 0x16, 0x09, 0x58, 0x10});
+  ASSERT_TRUE(BasicPublicFunc::getInstance()->SetHwTime(set.data()));
+  const auto lines = journalLines();
+  ASSERT_GE(lines.size(), 2U);
+  EXPECT_EQ(lines.back(), "sh hwclock -w --localtime") << "after the clock";
+  EXPECT_THAT(lines[lines.size() - 2], StartsWith("clock set 2026-11-16 09:58:1"));
+  EXPECT_EQ(Data_Global::getInstance()->sync_hwtime_flag, 1);
+
+  ByteVector now = repeated(6, 0xEE);
+  BasicPublicFunc::getInstance()->GetHwTime(now.data());
+  EXPECT_GE(now[5], 0x10);  // the clock runs
+  now[5] = set[5];
+  EXPECT_EQ(now, set);
+}
+
+TEST_F(HardwareInfo, ClockNormalisesWhatIsOutOfRange) {
+  const struct {
+    ByteVector bcd;
+    const char* date;
+  } kCases[] = {{bytes({0x23, 0x02, 0x29, 0x12, 0x00, 0x00}), "2023-03-01 12:00:0"},
+                {bytes({0x24, 0x02, 0x29, 0x12, 0x00, 0x00}), "2024-02-29 12:00:0"},
+                {bytes({0x24, 0x12, 0x31, 0x25, 0x00, 0x00}), "2025-01-01 01:00:0"},
+                {bytes({0x00, 0x01, 0x01, 0x00, 0x00, 0x00}), "2000-01-01 00:00:0"},
+                {bytes({0x99, 0x12, 0x31, 0x23, 0x59, 0x50}), "2099-12-31 23:59:5"}};
+  for (const auto& test : kCases) {
+    clearJournal();
+    EXPECT_TRUE(BasicPublicFunc::getInstance()->SetHwTime(test.bcd.data()));
+    const auto lines = journalLines();
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_THAT(lines[lines.size() - 2], StartsWith(std::string("clock set ") + test.date));
+  }
+}
+
+TEST_F(HardwareInfo, ClockRefusesWhatIsNoDate) {
+  const ByteVector good = bytes({0x26, 0x11, 0x16, 0x09, 0x58, 0x10});
+  const struct {
+    size_t field;
+    uint8_t value;
+  } kCases[] = {{0, 0x2A}, {0, 0xA0}, {1, 0x0A}, {1, 0x00}, {1, 0x13}, {2, 0x1F}, {2, 0x00},
+                {2, 0x32}, {3, 0x0B}, {3, 0xF0}, {4, 0x5C}, {4, 0xFF}, {5, 0x0F}, {5, 0xA1}};
+  for (const auto& test : kCases) {
+    ByteVector bcd = good;
+    bcd[test.field] = test.value;
+    EXPECT_FALSE(BasicPublicFunc::getInstance()->SetHwTime(bcd.data()))
+        << test.field << " = " << static_cast<int>(test.value);
+  }
+  EXPECT_EQ(journal(), "");
+  EXPECT_EQ(Data_Global::getInstance()->sync_hwtime_flag, 0);
+}
+
+}  // namespace
