@@ -73,18 +73,20 @@ int Tprocess_ctl::initialize() {
 void Tprocess_ctl::onProcessDealwith(MCUProcessDataBlock* block) {
   CMutexGuardT guard(m_mutex);
   const auto found = m_mapProcess.find(static_cast<uint32_t>(block->m_key));
-  if (found == m_mapProcess.end()) return;
-  const Fprocess_cmd* command = found->second.cmd;
+  if (found != m_mapProcess.end()) apply(found->second.cmd, *block);
+}
+
+void Tprocess_ctl::apply(const Fprocess_cmd* command, MCUProcessDataBlock& block) {
   if (command == nullptr || command->called_fun == nullptr) {
     TRACE_ERROR("=== onProcessDealwith ===: Invalid key!");
     return;
   }
   try {
-    command->called_fun(block->getDataLen(), block->getData());
+    command->called_fun(block.getDataLen(), block.getData());
   } catch (const std::exception& error) {
-    TRACE_ERROR("=== onProcessDealwith ===: the handler of key " << block->m_key << " failed: " << error.what());
+    TRACE_ERROR("=== onProcessDealwith ===: the handler of key " << block.m_key << " failed: " << error.what());
   } catch (...) {
-    TRACE_ERROR("=== onProcessDealwith ===: the handler of key " << block->m_key << " failed.");
+    TRACE_ERROR("=== onProcessDealwith ===: the handler of key " << block.m_key << " failed.");
   }
 }
 

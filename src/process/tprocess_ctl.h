@@ -34,6 +34,9 @@ class Tprocess_ctl {
   int initialize();  // 1; builds the map, before the worker runs
   // Worker: applies one item under m_mutex. An unknown key is dropped silently; an exception of a handler is logged.
   void onProcessDealwith(MCUProcessDataBlock* block);
+  // Calls the entry's handler with the item's payload, under m_mutex held by the caller. An entry without handler is an
+  // Error line.
+  static void apply(const Fprocess_cmd* command, MCUProcessDataBlock& block);
 
   // --- status monitor, tprocess_monitor.cpp; flag thread. Each reads its status registers, reports what differs from
   // what was last reported, and remembers.
