@@ -25,6 +25,8 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr std::string_view kRvDirectory = "/data/tirk/etc/qxt/cabCfg/";
+constexpr std::string_view kRvParent = "/data/tirk/etc/qxt";
+constexpr const char* kRvName = "cabCfg";
 constexpr int kLastFileNumber = 31;  // above it, a file is named by its path
 
 constexpr size_t kHeaderLength = 32;
@@ -57,9 +59,9 @@ std::string pathOf(const std::string& name) {
 }
 
 UniqueFd openDirectory() {
-  const std::string path = boardPath(std::string(kRvDirectory.substr(0, kRvDirectory.size() - 1)));
-  errno = EINVAL;
-  return UniqueFd(path.empty() ? -1 : open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const UniqueFd parent(open(boardPath(std::string(kRvParent)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!parent) return UniqueFd();
+  return UniqueFd(openat(parent.get(), kRvName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 void makeDirectory() {

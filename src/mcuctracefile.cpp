@@ -35,41 +35,42 @@ CTraceFileMgr& traceManager() {
 // "[MM/DD/YYYY HH:MM:SS.mmm pid=N uuid=0xN] ". Within one second only the milliseconds are written anew. Guarded by
 // g_mutex.
 struct LineStamp {
-  time_t second = -1;
+  time_t second = 0;
   uint32_t uuid = 0;
   size_t millisecondsAt = 0;
   size_t length = 0;
   char text[128] = {};
 
   void update() {
-    timeval now{};
-    board_clock_get(&now);
-    if (now.tv_sec != second || uuid != log_uuid || length == 0) rebuild(now.tv_sec);
-    const long milliseconds = now.tv_usec / 1000;
+    const LocalTime now = boardLocalTime();
+    if (length == 0 || now.epochSecond != second || log_uuid != uuid) rebuild(now);
     char* digits = text + millisecondsAt;
-    digits[0] = static_cast<char>('0' + milliseconds / 100 % 10);
-    digits[1] = static_cast<char>('0' + milliseconds / 10 % 10);
-    digits[2] = static_cast<char>('0' + milliseconds % 10);
+    digits[0] = static_cast<char>('0' + now.millisecond / 100 % 10);
+    digits[1] = static_cast<char>('0' + now.millisecond / 10 % 10);
+    digits[2] = static_cast<char>('0' + now.millisecond % 10);
   }
 
  private:
-  void rebuild(time_t seconds) {
-    second = seconds;
+  void rebuild(const LocalTime& now) {
+    second = now.epochSecond;
     uuid = log_uuid;
-    tm local{};
-    localtime_r(&seconds, &local);
-    const int date = snprintf(text, sizeof text, "[%02d/%02d/%04d %02d:%02d:%02d.", local.tm_mon + 1, local.tm_mday,
-                              local.tm_year + 1900, local.tm_hour, local.tm_min, local.tm_sec);
+    const int date = snprintf(text, sizeof text, "[%02d/%02d/%04d %02d:%02d:%02d.", now.month, now.day, now.year,
+                              now.hour, now.minute, now.second);
     millisecondsAt = static_cast<size_t>(date);
     const int tags = snprintf(text + date, sizeof text - millisecondsAt, "000 pid=%d uuid=0x%x] ", getpid(), uuid);
     length = millisecondsAt + static_cast<size_t>(tags);
   }
 };
 
+LineStamp& lineStamp() {
+  static LineStamp stamp;
+  return stamp;
+}
+
 // Writes one line of at most `room` bytes: cut to fit, it still ends in a line feed. Its length.
 size_t formatLine(char* out, size_t room, const char* module, const char* levelName, const char* text) {
   if (room == 0) return 0;
-  static LineStamp stamp;
+  LineStamp& stamp = lineStamp();
   stamp.update();
   size_t length = 0;
   const auto append = [&](const char* from, size_t count) {
@@ -117,12 +118,17 @@ CMutexThreadRecursive& g_mutex = traceMutex();
 CTraceFileMgr& g_trace_mgr = traceManager();
 
 LocalTime boardLocalTime() {
+  static LocalTime cached{};
   timeval now{};
   board_clock_get(&now);
-  tm local{};
-  localtime_r(&now.tv_sec, &local);
-  return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,     local.tm_hour,
-          local.tm_min,         local.tm_sec,     now.tv_usec / 1000};
+  if (cached.month == 0 || cached.epochSecond != now.tv_sec) {
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    cached = {now.tv_sec,    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+              local.tm_hour, local.tm_min,         local.tm_sec,     0};
+  }
+  cached.millisecond = now.tv_usec / 1000;
+  return cached;
 }
 
 // --- CTraceFile
@@ -163,16 +169,34 @@ void CTraceFile::control(const struct flock& record) {
   }
 }
 
-unsigned long CTraceFile::fillOffset() const {
+unsigned long CTraceFile::fillOffset() {
+  // Nobody else writes a file of our own: its header holds what we wrote. Only a change of its size, looked for once a
+  // second, tells that somebody has cut it.
+  const bool own = m_bShared == 0 && m_ownOffset != 0;
+  if (own && m_checkedSecond == lineStamp().second) return m_ownOffset;
+  m_checkedSecond = lineStamp().second;
+  const off_t end = lseek(m_pFile.get(), 0, SEEK_END);
+  const unsigned long size = end > 0 ? static_cast<unsigned long>(end) : 0;
+  if (own && size == m_ownSize) return m_ownOffset;
   char header[kTraceHeaderLength];
   const ssize_t count = pread(m_pFile.get(), header, sizeof header, 0);
   unsigned long offset = 0;
   if (count > 0) std::from_chars(header, header + count, offset);
-  struct stat status {};
-  const bool known = fstat(m_pFile.get(), &status) == 0 && status.st_size >= 0;
-  const unsigned long size = known ? static_cast<unsigned long>(status.st_size) : 0;
   if (offset < kTraceHeaderLength || offset > size) offset = std::max(size, kTraceHeaderLength);
+  m_ownSize = size;
   return offset;
+}
+
+// Writes at the offset, then moves it.
+void CTraceFile::append(const char* bytes, size_t length, unsigned long offset) {
+  const unsigned long end = offset + writeAllAt(m_pFile.get(), bytes, length, offset);
+  writeHeader(end);
+  m_ownOffset = end;
+  m_ownSize = std::max(m_ownSize, end);
+}
+
+void CTraceFile::cut(unsigned long size) {
+  if (ftruncate(m_pFile.get(), static_cast<off_t>(size)) == 0) m_ownSize = size;
 }
 
 void CTraceFile::writeHeader(unsigned long offset) {
@@ -205,12 +229,11 @@ void CTraceFile::flush_buffer() {
   if (!m_pFile || m_pos == 0) return;
   const unsigned long offset = fillOffset();
   if (m_lMaxSize != 0 && offset >= m_lMaxSize) {
-    [[maybe_unused]] const int ignored = ftruncate(m_pFile.get(), static_cast<off_t>(offset));
+    cut(offset);
     m_bMaxReached = 1;
   }
-  const size_t written = writeAllAt(m_pFile.get(), m_buffer.data(), m_pos, offset);
+  append(m_buffer.data(), m_pos, offset);
   echoToStandardOutput(m_buffer.data(), m_pos);
-  writeHeader(offset + written);
   m_pos = 0;
   m_current_line = 0;
 }
@@ -221,10 +244,10 @@ void CTraceFile::write_shared(const char* module, const char* levelName, const c
   control(m_lock);
   unsigned long offset = fillOffset();
   if (m_lMaxSize != 0 && offset >= m_lMaxSize) {
-    [[maybe_unused]] const int ignored = ftruncate(m_pFile.get(), static_cast<off_t>(offset));
+    cut(offset);
     offset = kTraceHeaderLength;
   }
-  writeHeader(offset + writeAllAt(m_pFile.get(), m_buffer.data(), length, offset));
+  append(m_buffer.data(), length, offset);
   control(m_unlock);
 }
 

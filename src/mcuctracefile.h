@@ -9,6 +9,7 @@
 #include <fcntl.h>
 
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,7 +55,9 @@ class CTraceFile {
   void write_shared(const char* module, const char* levelName, const char* text);
   void openFile();
   void control(const struct flock& record);
-  unsigned long fillOffset() const;
+  unsigned long fillOffset();
+  void append(const char* bytes, size_t length, unsigned long offset);
+  void cut(unsigned long size);
   void writeHeader(unsigned long offset);
   unsigned long room() const;
 
@@ -70,6 +73,9 @@ class CTraceFile {
   struct flock m_unlock {};
   std::vector<char> m_buffer;  // m_nFlushFreq * 1024 + 1
   unsigned long m_pos = 0;
+  unsigned long m_ownOffset = 0;  // the fill offset and the file's size after our last write
+  unsigned long m_ownSize = 0;
+  time_t m_checkedSecond = 0;  // of the board's clock, when the size was last looked at
   int m_current_line = 0;
   int m_nMagicNumber = 20170619;  // 0 once destroyed
 };
@@ -101,8 +107,9 @@ void _Write_Trace_Dev(CTraceFile* handle, const char* module, const char* levelN
 void _Refresh_Settings(unsigned long maxSize, int flushFreq);
 // NOLINTEND(bugprone-reserved-identifier)
 
-// The board's date and time in local time, with milliseconds.
+// The board's date and time in local time, with milliseconds. The caller holds g_mutex.
 struct LocalTime {
+  time_t epochSecond;
   int year, month, day, hour, minute, second;  // month 1..12
   long millisecond;
 };

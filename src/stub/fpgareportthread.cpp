@@ -11,6 +11,7 @@
 #include "proto/data_common.h"
 #include "proto/fpgamap.h"
 #include "proto/screentables.h"
+#include "stub/sharedthread.h"
 
 namespace TIRK_MCUC {
 
@@ -93,18 +94,14 @@ unsigned FpgaReportThread::CreateThread() {
       "FpgaReportThread::CreateThread() pthread_attr_setdetachstate() failed! err=",
       "FpgaReportThread::CreateThread() pthread_create() failed! err=",
   };
-  auto self = std::make_unique<std::shared_ptr<FpgaReportThread>>(shared_from_this());
-  const unsigned result = startDetachedThread(&ThreadProc, self.get(), &m_dwFpgaReportThreadID, kTexts);
+  const unsigned result = startSharedThread(shared_from_this(), &ThreadProc, &m_dwFpgaReportThreadID, kTexts);
   if (result != 0) return result;
-  [[maybe_unused]] const auto* const ownedByThread = self.release();
   m_hFpgaReportThread = m_dwFpgaReportThreadID;
   return 0;
 }
 
 void* FpgaReportThread::ThreadProc(void* argument) {
-  const std::unique_ptr<std::shared_ptr<FpgaReportThread>> self(
-      static_cast<std::shared_ptr<FpgaReportThread>*>(argument));
-  (*self)->ActiveReport();
+  takeShare<FpgaReportThread>(argument)->ActiveReport();
   return nullptr;
 }
 
