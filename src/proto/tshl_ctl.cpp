@@ -5,6 +5,7 @@
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "proto/addr_featureregister.h"
+#include "proto/addr_intelligentbrightnessregister.h"
 #include "proto/registerspace.h"
 
 namespace TIRK_MCUC {
@@ -59,7 +60,8 @@ Tshl_ctl::Tshl_ctl() {
   missing(0x02100000, "screen info echo", "screen info echo");
   missing(0x02200000, "screen info echo", "screen info echo");
   missing(0x02300000, "backup", "backup info register");
-  missing(0x02400000, "Intelligent brightness", "Intelligent brightness sent by screen register");
+  add<Addr_IntelligentBrightnessRegister>(0x02400000, "Intelligent brightness",
+                                          "Intelligent brightness sent by screen register");
   missing(0x02700000, "cabinet rotation", "cabinet rotation register");
   missing(0x02810000, "shortcut config screen", "shortcut config screen register");
   missing(0x03000000, "netscanborad", "network scanborad position register");
