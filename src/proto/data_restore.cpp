@@ -2,15 +2,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <string>
 
 #include "driverutil.h"
+#include "envstore.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
 #include "proto/screenwriters.h"
-#include "sysconfenv.h"
 
 namespace TIRK_MCUC {
 
@@ -21,18 +22,6 @@ constexpr uint8_t kOutputClosed = 0x00;
 constexpr uint8_t kOutputRestored = 0x5A;
 constexpr uint8_t kNoOffsets = 0;
 constexpr uint8_t kDisplayDaemonOffsets = 2;
-
-class EnvironmentStore {
- public:
-  EnvironmentStore() : m_open(sysconf_openenv() == 0) {}
-  ~EnvironmentStore() { sysconf_closeenv(); }
-  EnvironmentStore(const EnvironmentStore&) = delete;
-  EnvironmentStore& operator=(const EnvironmentStore&) = delete;
-  bool open() const { return m_open; }
-
- private:
-  bool m_open;
-};
 
 bool online() {
   return Data_Global::getInstance()->FpgaOnlineFlag == 1;
@@ -59,20 +48,20 @@ void resetFirstBoot() {
 }
 
 bool isFirstBootAfterFactoryReset() {
-  std::optional<long> firstBoot;
+  std::optional<std::string> firstBoot;
   {
-    const EnvironmentStore store;
-    if (!store.open()) {
+    const EnvStore env;
+    if (!env) {
       TRACE_ERROR("=== RestoreFPGA ===the environment store can not be opened");
       return false;
     }
-    if (const char* text = sysconf_getenv("firstboot")) firstBoot = std::strtol(text, nullptr, 10);
+    firstBoot = env.get("firstboot");
   }
   if (!firstBoot) {
     TRACE_INFO("Read firstboot env is Null. ");
     return false;
   }
-  if (*firstBoot == 1) return true;
+  if (std::strtol(firstBoot->c_str(), nullptr, 10) == 1) return true;
   TRACE_INFO("=======Reboot kadrend============");
   resetFirstBoot();
   return false;
