@@ -1,0 +1,264 @@
+// Saving and loading the device state.
+#include <gmock/gmock.h>
+
+#include "proto/flashmap.h"
+#include "support/store_fixture.h"
+
+namespace TIRK_MCUC {
+namespace {
+
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class Store : public StoreTest {
+ protected:
+  std::string debugFile() const { return m_directory.get("root/root/screen_zero.txt"); }
+};
+
+TEST_F(Store, SavingTheScreenWritesEachRegionOnceInOrder) {
+  store.SendParameterReg.setByte(0x1E0, 0x77);
+  ParaTable[255] = 0x1234;
+  positionTable().setByte(40959, 0x5A);
+  numberTable().setByte(767, 0xA5);
+  store.SaveParaToFlash(1);
+  EXPECT_THAT(operations(), ElementsAre("flash w 0x00a3b100 512", "flash w 0x00a61000 512", "flash w 0x00b88000 4",
+                                        "flash w 0x00a3c000 40960", "flash w 0x00a5c000 768", "sh sync"));
+  EXPECT_EQ(flash(0xA3B100 + 0x1E0, 1), bytes({0x77}));
+  EXPECT_EQ(flash(0xA61000 + 510, 2), bytes({0x34, 0x12}));
+  EXPECT_EQ(flash(0xB88000, 4), bytes({0x39, 0xF6, 0xA5, 0x5A}));
+  EXPECT_EQ(flash(0xA3C000 + 40959, 1), bytes({0x5A}));
+  EXPECT_EQ(flash(0xA5C000 + 767, 1), bytes({0xA5}));
+
+  clearJournal();
+  store.SaveParaToFlash(1);
+  EXPECT_THAT(operations("flash w 0x00b88000"), IsEmpty()) << "a right tag is not rewritten";
+  fail(vboard::Op::FlashRead, 3);
+  store.SaveParaToFlash(1);
+  EXPECT_EQ(operations("flash w 0x00b88000").size(), 1U) << "a tag that cannot be read counts as different";
+}
+
+TEST_F(Store, OtherSaveTypesWriteTheHardwareBlockOrNothing) {
+  Data_Preset::getInstance()->BasicHardWareReg.setByte(255, 0x42);
+  store.SaveParaToFlash(0);
+  EXPECT_THAT(operations(), ElementsAre("flash w 0x00a01000 256"));
+  EXPECT_EQ(flash(0xA01000 + 255, 1), bytes({0x42}));
+  clearJournal();
+  store.SaveParaToFlash(2);
+  EXPECT_THAT(operations(), IsEmpty());
+  EXPECT_EQ(logged("the type = 2"), 1U);
+}
+
+TEST_F(Store, AFailingRegionDoesNotStopTheOthers) {
+  const auto calls = sweep(
+      vboard::Op::FlashWrite,
+      [this] {
+        clearJournal();
+        setFlash(0xB88000, bytes({0, 0, 0, 0}));
+        store.SaveParaToFlash(1);
+      },
+      [](unsigned long) {
+        EXPECT_EQ(operations().back(), "sh sync");
+        EXPECT_THAT(operations("flash w 0x00a3b100"), ::testing::SizeIs(::testing::Ge(1U)));
+        EXPECT_THAT(operations("flash w 0x00a5c000"), ::testing::SizeIs(::testing::Ge(1U)));
+      });
+  EXPECT_EQ(calls, 15U) << "five regions, three tries each";
+  EXPECT_GE(logged("=== Save feature para to flash failed! ret = -1"), 1U);
+  EXPECT_GE(logged("=== Save Global para to flash failed! ret = -1"), 1U);
+  EXPECT_GE(logged("=== Save position para to flash failed! ret = -1"), 1U);
+  EXPECT_GE(logged("=== Save number para to flash failed! ret = -1"), 1U);
+}
+
+TEST_F(Store, AnImplausibleBlockIsNamedAndSavedAllTheSame) {
+  const auto verdicts = [this] { return logged("Finish parameter verify, the parameter is invalid!"); };
+  store.SaveParaToFlash(1);
+  EXPECT_EQ(logged("Finish parameter verify. the parameter is OK."), 1U);
+  // The power-on time that marks a block, then a value in the first and the last field of every group.
+  struct Field {
+    size_t at;
+    uint16_t limit;
+  };
+  const Field fields[] = {{0x24, 3840},  {0x26, 3840},  {0x28, 3840},  {0x2A, 3840}, {0x2C, 3840},
+                          {0x51, 3840},  {0x72, 3840},  {0xB1, 3840},  {0xD2, 3840}, {0x131, 3840},
+                          {0x14C, 3840}, {0x155, 3840}, {0x170, 3840}, {0x176, 3840}};
+  size_t expected = 0;
+  for (const Field& field : fields) {
+    store.SendParameterReg.setWord(field.at, field.limit);
+    store.SaveParaToFlash(1);
+    EXPECT_EQ(verdicts(), expected) << std::hex << field.at << " at its limit";
+    store.SendParameterReg.setWord(field.at, static_cast<uint16_t>(field.limit + 1));
+    store.SaveParaToFlash(1);
+    EXPECT_EQ(verdicts(), ++expected) << std::hex << field.at << " beyond its limit";
+    EXPECT_EQ(flash(static_cast<uint32_t>(0xA3B100 + field.at), 2), littleEndian({3841}));
+    store.SendParameterReg.setWord(field.at, 0);
+  }
+  store.SendParameterReg.setByte(0x21, 0xFF);
+  store.SaveParaToFlash(1);
+  EXPECT_EQ(verdicts(), expected + 1) << "the mark of a block that was never set up";
+}
+
+TEST_F(Store, CopyProgramsPagesAndTheRemainder) {
+  ByteVector data(600);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 7);
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, data.data(), 600), 0);
+  EXPECT_THAT(operations(), ElementsAre("flash w 0x00c95000 256", "flash w 0x00c95100 256", "flash w 0x00c95200 88"));
+  EXPECT_EQ(flash(0xC95000, 600), data);
+
+  clearJournal();
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, data.data(), 512), 0);
+  EXPECT_THAT(operations(), ElementsAre("flash w 0x00c95000 256", "flash w 0x00c95100 256")) << "no empty remainder";
+
+  clearJournal();
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, data.data(), 0), 0);
+  EXPECT_EQ(store.CopyConstDataToFlash(0xFFFFFF00, data.data(), 600), -1) << "would wrap around";
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, nullptr, 1), -1);
+  EXPECT_THAT(operations(), IsEmpty());
+
+  fail(vboard::Op::FlashWrite, 3, -7);
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, data.data(), 600), 0) << "the last page's result";
+  fail(vboard::Op::FlashWrite, 9, -7);
+  EXPECT_EQ(store.CopyConstDataToFlash(0xC95000, data.data(), 600), -7);
+}
+
+TEST_F(Store, SizeRecords) {
+  uint32_t size[2] = {7, 8};
+  setFlash(0xC20000, littleEndian32({1920, 1080}));
+  EXPECT_EQ(store.Read_ScreenSize_FromFlash(size), 0);
+  EXPECT_THAT(size, ElementsAre(1920, 1080));
+  EXPECT_EQ(logged("=======Read FromFlash ScreenSize = 1920 x 1080"), 1U);
+
+  setFlash(0xC20000, littleEndian32({0, 1080}));
+  EXPECT_EQ(store.Read_ScreenSize_FromFlash(size), -1);
+  EXPECT_THAT(size, ElementsAre(0, 1080)) << "what was read";
+  EXPECT_EQ(logged("=======Read FromFlash ScreenSizeW = 0"), 1U);
+  EXPECT_EQ(logged("=======Read FromFlash ScreenSizeH = "), 0U);
+
+  setFlash(0xC20008, littleEndian32({64, 0}));
+  EXPECT_EQ(store.Read_CardSize_FromFlash(size), -1);
+  EXPECT_EQ(logged("=======Read FromFlash CardSize_H = 0"), 1U);
+  fail(vboard::Op::FlashRead, 3);
+  EXPECT_EQ(store.Read_CardSize_FromFlash(size), -1);
+  EXPECT_THAT(size, ElementsAre(64, 0)) << "unreadable: as it was";
+  EXPECT_EQ(logged("=== Read_CardSize_FromFlash ===Can not read flash CardSize , faild !!! "), 1U);
+}
+
+TEST_F(Store, TheCardSizeIsWrittenAndReadBack) {
+  EXPECT_EQ(store.cardSize(), (CardSize{128, 128})) << "before anything is known";
+  store.setCardSize({256, 65535});
+  EXPECT_EQ(store.Write_CardSize_toFlash(), 0);
+  EXPECT_EQ(flash(0xC20008, 8), littleEndian32({256, 65535}));
+  EXPECT_EQ(logged("=== Write_CardSize_toFlash ===(getscreensize+8) ok, RecvCard_W_H = 256 x 65535"), 1U);
+  EXPECT_EQ(logged("=======Read FromFlash CardSize = 256 x 65535"), 1U);
+  fail(vboard::Op::FlashWrite, 3);
+  EXPECT_EQ(store.Write_CardSize_toFlash(), -1);
+  EXPECT_EQ(logged("=== Write_CardSize_toFlash ======= Write CardSize to flash failed !"), 1U);
+}
+
+TEST_F(Store, RestoringFromFlashRefusesWhatItCannotHold) {
+  ByteVector dest(6000, 0xEE);
+  setFlash(0xA3B100, bytes({1, 2, 3}));
+  setFlash(0x001000, bytes({4, 5, 6}));
+  store.RestoreDataFromFlash(1, dest.data(), 3);
+  EXPECT_EQ(ByteVector(dest.begin(), dest.begin() + 4), bytes({1, 2, 3, 0xEE}));
+  store.RestoreDataFromFlash(0, dest.data(), 3);
+  EXPECT_EQ(ByteVector(dest.begin(), dest.begin() + 4), bytes({4, 5, 6, 0xEE}));
+
+  dest.assign(dest.size(), 0xEE);
+  const ByteVector untouched = dest;
+  EXPECT_NE(store.RestoreDataFromFlash(1, dest.data(), 5121), 0);
+  EXPECT_NE(store.RestoreDataFromFlash(2, dest.data(), 3), 0);
+  fail(vboard::Op::FlashRead, 3);
+  EXPECT_NE(store.RestoreDataFromFlash(1, dest.data(), 3), 0);
+  EXPECT_EQ(dest, untouched);
+  EXPECT_EQ(store.RestoreDataFromFlash(1, dest.data(), 5120), 0) << "the longest";
+}
+
+TEST_F(Store, TheHardwareBlockGetsItsVersionAndMarker) {
+  ByteVector block(256);
+  for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<uint8_t>(0x80 + i);
+  setFlash(0x001000, block);
+  store.ReadHardwareInfo();
+  EXPECT_THAT(operations(), ElementsAre("flash w 0x0000101f 1", "flash w 0x00001000 16"));
+  auto& mirror = Data_Preset::getInstance()->BasicHardWareReg;
+  EXPECT_THAT(mirror.copy<10>(0), ElementsAre(0x80, 0x81, 20, 17, 2, 0, 168, 0, 4, 0x89));
+  EXPECT_THAT(mirror.copy<3>(30), ElementsAre(0, 0x55, 0xA0));
+  EXPECT_EQ(flash(0x001000, 10), bytes({0x80, 0x81, 20, 17, 2, 0, 168, 0, 4, 0x89}));
+  EXPECT_EQ(flash(0x00101E, 3), bytes({0x9E, 0x55, 0xA0})) << "of the rest only the marker is written";
+}
+
+TEST_F(Store, AnUnreadableHardwareBlockIsNotOverwritten) {
+  setFlash(0x001000, repeated(256, 0x11));
+  fail(vboard::Op::FlashRead, 3);
+  store.ReadHardwareInfo();
+  EXPECT_THAT(operations(), IsEmpty());
+  EXPECT_EQ(Data_Preset::getInstance()->BasicHardWareReg.byte(31), 0x55);
+}
+
+TEST_F(Store, AScreenWithoutSizeLeavesATrace) {
+  setScreenSize(1920, 1080);
+  store.DebugForScreenZero(7, 0x2000024, "nothing to see");
+  EXPECT_EQ(debugFile(), "");
+  setScreenSize(0, 1080);
+  store.DebugForScreenZero(7, 0x2000024, "CalculateParaGetSreenSize, calc screen!!");
+  setScreenSize(40000, 0);
+  store.DebugForScreenZero(20, 0, "RestoreFPGA, Device Power on !!");
+  EXPECT_EQ(debugFile(),
+            "Point:7 ,use adddr:0x2000024, wide:0 high:1080, description:CalculateParaGetSreenSize, calc screen!!\n"
+            "Point:20 ,use adddr:0x0, wide:40000 high:0, description:RestoreFPGA, Device Power on !!\n");
+  EXPECT_EQ(logged("=============================Screen Para is Zero!!!  ============================="), 2U);
+}
+
+TEST_F(Store, TheScreenCounterCountsAndIsKeptWhenUnreadable) {
+  setFlash(0xD17000, bytes({254}));
+  store.countScreenConfiguration();
+  EXPECT_EQ(logged("============================= Wrtie CfgScreenStatusPara = 255 ============================="), 1U);
+  store.countScreenConfiguration();
+  EXPECT_EQ(flash(0xD17000, 1), bytes({0})) << "one byte, it starts again";
+  setFlash(0xD17000, bytes({9}));
+  fail(vboard::Op::FlashRead, 3);
+  store.countScreenConfiguration();
+  EXPECT_EQ(flash(0xD17000, 1), bytes({9}));
+}
+
+TEST_F(Store, PortFieldsStandInTheirBlocks) {
+  struct Case {
+    uint8_t port;
+    size_t block, role;
+  };
+  const Case cases[] = {{0, 0x51, 0x18}, {3, 0x6C, 0x1B},   {4, 0xB1, 0x98},
+                        {7, 0xCC, 0x9B}, {8, 0x131, 0x100}, {15, 0x170, 0x107}};
+  for (const Case& c : cases) {
+    store.SendParameterReg.fill(0, 512, 0xEE);
+    store.PortWidthUpdate(c.port, 0x0102);
+    store.PortHeightUpdate(c.port, 0x0304);
+    store.PortOffsetXUpdate(c.port, 0x0506);
+    store.PortOffsetYUpdate(c.port, 0x0708);
+    store.PortMorSUpdate(c.port, 0x80);
+    EXPECT_THAT(store.SendParameterReg.copy<9>(c.block), ElementsAre(2, 1, 4, 3, 6, 5, 8, 7, 0xEE)) << int{c.port};
+    EXPECT_EQ(store.SendParameterReg.byte(c.role), 0x80) << int{c.port};
+    EXPECT_EQ(sendpara::PortParaXOffsetIndex[c.port], c.block + 4);
+    EXPECT_EQ(sendpara::PortParaYOffsetIndex[c.port], c.block + 6);
+  }
+  const auto before = store.SendParameterReg.image();
+  for (const uint8_t port : {uint8_t{16}, uint8_t{255}}) {
+    store.PortWidthUpdate(port, 1);
+    store.PortHeightUpdate(port, 1);
+    store.PortOffsetXUpdate(port, 1);
+    store.PortOffsetYUpdate(port, 1);
+    store.PortMorSUpdate(port, 1);
+  }
+  EXPECT_EQ(store.SendParameterReg.image(), before);
+}
+
+TEST(FlashMap, AreasStandInOrderWithinTheFlash) {
+  uint32_t previous = 0;
+  for (const auto& area : flash::kAreas) {
+    EXPECT_GE(area.address, previous) << area.contents;
+    EXPECT_GT(area.length, 0U) << area.contents;
+    EXPECT_LE(area.address + area.length, vboard::Flash::kSize) << area.contents;
+    previous = area.address;
+  }
+}
+
+}  // namespace
+}  // namespace TIRK_MCUC

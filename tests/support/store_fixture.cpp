@@ -1,0 +1,80 @@
+#include "support/store_fixture.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include "driverutil.h"
+#include "virtual/cards.h"
+
+namespace testing_support {
+
+using namespace TIRK_MCUC;
+
+StoreTest::StoreTest() {
+  if (!DriverUtil::getInstance()->initialize()) throw std::runtime_error("flash");
+  clearJournal();
+}
+
+std::vector<std::string> StoreTest::operations() {
+  std::vector<std::string> out;
+  for (const std::string& line : journalLines()) {
+    std::istringstream text(line);
+    std::string device, verb, address, length;
+    text >> device >> verb >> address >> length;
+    if (device != "fpga" && device != "flash" && device != "factory") {
+      out.push_back(line);
+      continue;
+    }
+    const bool failed = line.find(" failed ") != std::string::npos;
+    out.push_back(device + " " + verb + " " + address + " " + length + (failed ? " failed" : ""));
+  }
+  return out;
+}
+
+std::vector<std::string> StoreTest::operations(const std::string& prefix) {
+  auto out = operations();
+  std::erase_if(out, [&prefix](const std::string& line) { return line.compare(0, prefix.size(), prefix) != 0; });
+  return out;
+}
+
+void StoreTest::fitCards(unsigned port, uint16_t width, uint16_t height) {
+  if (vboard::board().cards->setChain(port, 1, width, height) != 0) throw std::runtime_error("cards");
+  store.GigaPhyLinkSta |= static_cast<uint16_t>(1U << port);
+}
+
+void StoreTest::setScreenSize(uint16_t width, uint16_t height) {
+  store.SendParameterReg.setWord(sendpara::kScreenWidth, width);
+  store.SendParameterReg.setWord(sendpara::kScreenHeight, height);
+}
+
+unsigned long StoreTest::sweep(vboard::Op op, const std::function<void()>& work,
+                               const std::function<void(unsigned long)>& check) {
+  for (unsigned long k = 1;; ++k) {
+    fail(op, k);
+    work();
+    const bool left = vboard::board().faults.next(op) != 0;
+    fail(op, 0);
+    if (left) return k - 1;
+    check(k);
+  }
+}
+
+ByteVector littleEndian(std::initializer_list<uint16_t> words) {
+  ByteVector out;
+  for (const uint16_t word : words) {
+    out.push_back(static_cast<uint8_t>(word));
+    out.push_back(static_cast<uint8_t>(word >> 8));
+  }
+  return out;
+}
+
+ByteVector littleEndian32(std::initializer_list<uint32_t> words) {
+  ByteVector out;
+  for (const uint32_t word : words) {
+    for (const unsigned shift : {0U, 8U, 16U, 24U}) out.push_back(static_cast<uint8_t>(word >> shift));
+  }
+  return out;
+}
+
+}  // namespace testing_support

@@ -1,0 +1,38 @@
+// The parameter store on a virtual board in the test's own process.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "proto/data_common.h"
+#include "support/board_fixture.h"
+
+namespace testing_support {
+
+class StoreTest : public BoardTest {
+ protected:
+  StoreTest();
+
+  // What the daemon did since the last clearJournal, without the data: "flash w 0x00a3b100 512", "sh sync". A failed
+  // operation ends in " failed".
+  static std::vector<std::string> operations();
+  // Of those, the ones that begin with `prefix`.
+  static std::vector<std::string> operations(const std::string& prefix);
+
+  // A chain of cards behind the port, its link up, and the store told of it.
+  void fitCards(unsigned port, uint16_t width, uint16_t height);
+  void setScreenSize(uint16_t width, uint16_t height);
+
+  // Runs `work` with the first k calls of `op` failing, for k = 1, 2, 3 ... until a run has fewer calls than that, and
+  // `check(k)` after each. The number of calls.
+  static unsigned long sweep(vboard::Op op, const std::function<void()>& work,
+                             const std::function<void(unsigned long)>& check);
+
+  TIRK_MCUC::Data_Global& store = *TIRK_MCUC::Data_Global::getInstance();
+};
+
+ByteVector littleEndian(std::initializer_list<uint16_t> words);
+ByteVector littleEndian32(std::initializer_list<uint32_t> words);
+
+}  // namespace testing_support
