@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "virtual/board.h"
+#include "virtual/files.h"
 
 namespace vboard {
 
@@ -123,7 +124,7 @@ bool LocalQueue::empty() const {
 int Bus::open(uint32_t task) {
   m_owner = bindSocket(SOCK_DGRAM, taskFile(task));
   if (!m_owner) {
-    std::fprintf(stderr, "bus: task %08x cannot be opened: %s\n", task, std::generic_category().message(errno).c_str());
+    std::fprintf(stderr, "bus: task %08x cannot be opened: %s\n", task, systemError().c_str());
     return -1;
   }
   m_socket = m_owner.get();

@@ -5,12 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "virtual/board.h"
@@ -47,31 +45,19 @@ void putRecord(std::vector<uint8_t>& out, CardLog::Record record) {
   out.insert(out.end(), record.begin(), record.end());
 }
 
-bool writeAll(int fd, CardLog::Record bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes = bytes.subspan(static_cast<size_t>(written));
-  }
-  return true;
+bool put(const Descriptor& file, CardLog::Record bytes) {
+  return writeAll(file.get(), {reinterpret_cast<const char*>(bytes.data()), bytes.size()}) == 0;
 }
 
-bool readAll(int fd, std::vector<uint8_t>& bytes) {
+bool readWhole(const Descriptor& file, std::vector<uint8_t>& bytes) {
   struct stat status;
-  if (::fstat(fd, &status) != 0) return false;
+  if (!file || ::fstat(file.get(), &status) != 0) return false;
   bytes.resize(static_cast<size_t>(status.st_size));
-  for (size_t done = 0; done < bytes.size();) {
-    const ssize_t got = ::pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    done += static_cast<size_t>(got);
-  }
-  return true;
+  return readAllAt(file.get(), bytes, 0) == 0;
 }
 
 std::runtime_error failure(const char* what) {
-  return std::runtime_error(std::string("\"") + kFile + "\" " + what + ": " + std::generic_category().message(errno));
+  return std::runtime_error(std::string("\"") + kFile + "\" " + what + ": " + systemError());
 }
 
 // The length of the whole record at `at`, 0 when there is none.
@@ -86,12 +72,12 @@ size_t wholeRecord(const std::vector<uint8_t>& bytes, size_t at) {
 }  // namespace
 
 void CardLog::open(const Take& take) {
-  m_file = Descriptor(::openat(board().directoryFd, kFile, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
+  m_file = openFile(boardFile(kFile), O_RDWR | O_CREAT | O_APPEND);
   std::vector<uint8_t> bytes;
-  if (!m_file || !readAll(m_file.get(), bytes)) throw failure("cannot be read");
+  if (!readWhole(m_file, bytes)) throw failure("cannot be read");
   if (bytes.size() < sizeof kMagic && std::equal(bytes.begin(), bytes.end(), kMagic)) {
     bytes.assign(std::begin(kMagic), std::end(kMagic));
-    if (::ftruncate(m_file.get(), 0) != 0 || !writeAll(m_file.get(), kMagic)) throw failure("cannot be written");
+    if (::ftruncate(m_file.get(), 0) != 0 || !put(m_file, kMagic)) throw failure("cannot be written");
   }
   if (bytes.size() < sizeof kMagic || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0) {
     throw std::runtime_error(std::string("\"") + kFile + "\" is no log of cards");
@@ -109,7 +95,7 @@ int CardLog::append(Record record) {
   std::vector<uint8_t> bytes;
   bytes.reserve(kHeader + record.size());
   putRecord(bytes, record);
-  if (!writeAll(m_file.get(), bytes)) {
+  if (!put(m_file, bytes)) {
     // What was written of it would be taken for the end of the log.
     if (::ftruncate(m_file.get(), static_cast<off_t>(m_size)) != 0) std::perror(kFile);
     return -1;
@@ -119,13 +105,13 @@ int CardLog::append(Record record) {
 }
 
 int CardLog::replace(const Produce& produce) {
-  Descriptor fresh(::openat(board().directoryFd, kFreshFile, O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
+  Descriptor fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
   if (!fresh) return -1;
   std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
   uint64_t size = 0;
   bool good = true;
   const auto flush = [&] {
-    good = good && writeAll(fresh.get(), bytes);
+    good = good && put(fresh, bytes);
     size += bytes.size();
     bytes.clear();
   };
@@ -134,9 +120,8 @@ int CardLog::replace(const Produce& produce) {
     if (bytes.size() >= kWriteSize) flush();
   });
   flush();
-  const int directory = board().directoryFd;
-  if (!good || ::renameat(directory, kFreshFile, directory, kFile) != 0) {
-    ::unlinkat(directory, kFreshFile, 0);
+  if (!good || std::rename(boardFile(kFreshFile).c_str(), boardFile(kFile).c_str()) != 0) {
+    ::unlink(boardFile(kFreshFile).c_str());
     return -1;
   }
   m_file = std::move(fresh);

@@ -7,7 +7,7 @@
 #include <functional>
 #include <span>
 
-#include "virtual/sockets.h"
+#include "virtual/files.h"
 
 namespace vboard {
 

@@ -41,6 +41,7 @@ constexpr Area kGammaValue10{0xD12000, 1, "10-bit gamma value"};
 constexpr Area kGammaValue12{0xD13000, 1, "12-bit gamma value"};
 constexpr Area kFiberLinkWords{0xF04000, 4, "optical port link bits, two copies of two bytes"};
 constexpr Area kCopperLinkWords{0xF05100, 4, "copper port link bits, four ports a byte"};
+constexpr Area kTestPatternData{0x1200000, 25, "test pattern parameters"};
 
 constexpr Area kAreas[] = {kFeatureBlock,
                            kPortsAndRoles,
@@ -70,6 +71,7 @@ constexpr Area kAreas[] = {kFeatureBlock,
                            kGammaValue10,
                            kGammaValue12,
                            kFiberLinkWords,
-                           kCopperLinkWords};
+                           kCopperLinkWords,
+                           kTestPatternData};
 
 }  // namespace TIRK_MCUC::fpga

@@ -4,8 +4,24 @@
 
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "proto/addr_backupinforegister.h"
+#include "proto/addr_cabinetrotationregister.h"
+#include "proto/addr_cardprogmaspaceregister.h"
+#include "proto/addr_cmdregister.h"
+#include "proto/addr_coordinatescanboardregister.h"
+#include "proto/addr_edidspaceregister.h"
 #include "proto/addr_featureregister.h"
+#include "proto/addr_hardwareprogrammablebrightnessadjust.h"
+#include "proto/addr_hwbasicinforegister.h"
 #include "proto/addr_intelligentbrightnessregister.h"
+#include "proto/addr_numberfuncardportregister.h"
+#include "proto/addr_plugincardinforegister.h"
+#include "proto/addr_rgbgammaregister.h"
+#include "proto/addr_screeninfoechoregister.h"
+#include "proto/addr_screenpatterngenregister.h"
+#include "proto/addr_shortcutconfigscreenregister.h"
+#include "proto/addr_softwaretableregister.h"
+#include "proto/addr_testprinfregister.h"
 #include "proto/registerspace.h"
 
 namespace TIRK_MCUC {
@@ -53,30 +69,30 @@ Tshl_ctl::Tshl_ctl() {
   const auto missing = [this](uint32_t base, const char* name, const char* description) {
     add(base, name, description, nullptr, notAvailable, printNothing);
   };
-  missing(0x00000000, "factory", "factory hardware register");
-  missing(0x00010000, "plug in card info", "plug in card register");
-  missing(0x01000000, "command", "command register");
+  add<Addr_HwBasicInfoRegister>(0x00000000, "factory", "factory hardware register");
+  add<Addr_PluginCardInfoRegister>(0x00010000, "plug in card info", "plug in card register");
+  add<Addr_CMDRegister>(0x01000000, "command", "command register");
   add<Addr_FeatureRegister>(0x02000000, "feature", "feature register");
-  missing(0x02100000, "screen info echo", "screen info echo");
+  add<Addr_ScreenInfoEchoRegister>(0x02100000, "screen info echo", "screen info echo");
   missing(0x02200000, "screen info echo", "screen info echo");
-  missing(0x02300000, "backup", "backup info register");
+  add<Addr_BackupInfoRegister>(0x02300000, "backup", "backup info register");
   add<Addr_IntelligentBrightnessRegister>(0x02400000, "Intelligent brightness",
                                           "Intelligent brightness sent by screen register");
-  missing(0x02700000, "cabinet rotation", "cabinet rotation register");
-  missing(0x02810000, "shortcut config screen", "shortcut config screen register");
-  missing(0x03000000, "netscanborad", "network scanborad position register");
-  missing(0x03100000, "netborad", "network scanborad register");
-  missing(0x05000000, "softwarespace", "software space register");
-  missing(0x05060000, "softwarespace", "software space register");
-  missing(0x08000000, "edid", "edid space register");
-  missing(0x0A000000, "brightness", "brightness space register");
-  missing(0xF0000000, "testprintf", "testprintf Infomation");
-  missing(0xF1000000, "testprintf", "testprintf Infomation");
-  missing(0x0E000000, "RGB Gamma", "RGB Gamma register");
-  missing(0x12010000, "ScreenPatternGen info", "ScreenPatternGen info register");
+  add<Addr_CabinetRotationRegister>(0x02700000, "cabinet rotation", "cabinet rotation register");
+  add<Addr_ShortcutConfigScreenRegister>(0x02810000, "shortcut config screen", "shortcut config screen register");
+  add<Addr_CoordinateScanBoardRegister>(0x03000000, "netscanborad", "network scanborad position register");
+  add<Addr_NumberFunCardPortRegister>(0x03100000, "netborad", "network scanborad register");
+  add<Addr_SoftwareTableRegister>(0x05000000, "softwarespace", "software space register");
+  add<Addr_SoftwareTableRegister>(0x05060000, "softwarespace", "software space register");
+  add<Addr_EDIDSpaceRegister>(0x08000000, "edid", "edid space register");
+  add<Addr_HardWareBrightnessAdjust>(0x0A000000, "brightness", "brightness space register");
+  add<Addr_TestPrinfRegister>(0xF0000000, "testprintf", "testprintf Infomation");
+  add<Addr_TestPrinfRegister>(0xF1000000, "testprintf", "testprintf Infomation");
+  add<Addr_RGBGammaRegister>(0x0E000000, "RGB Gamma", "RGB Gamma register");
+  add<Addr_ScreenPatternGenregister>(0x12010000, "ScreenPatternGen info", "ScreenPatternGen info register");
   missing(0x0F000000, "RVConfig File Space info", "RVConfig File Space info register");
-  missing(0x18000000, "cardprogspace", "sendcard programm space register");
-  missing(0x18200000, "ccardprogspace", "csendcard programm space register");
+  add<Addr_CardProgmaSpaceRegister>(0x18000000, "cardprogspace", "sendcard programm space register");
+  add<Addr_CardProgmaSpaceRegister>(0x18200000, "ccardprogspace", "csendcard programm space register");
 }
 
 void Tshl_ctl::add(uint32_t base, const char* name, const char* description, const RegisterSpace* space,

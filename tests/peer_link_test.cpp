@@ -1,0 +1,445 @@
+// The peer link in the test's own process: what is taken off the bus, what is answered and how, what is held, and the
+// steps of the monitoring cycle that belong to it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "driverutil.h"
+#include "kadctl/busclient.h"
+#include "mcuctrace.h"
+#include "process/tprocess_ctl.h"
+#include "proto/data_common.h"
+#include "proto/tshl_ctl.h"
+#include "stub/mcuimdthread.h"
+#include "stub/stubutil.h"
+#include "support/board_fixture.h"
+#include "virtual/bus.h"
+
+namespace TIRK_MCUC {
+namespace {
+
+using kadctl::BusClient;
+using kadctl::Message;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing_support::BoardTest;
+using testing_support::ByteVector;
+
+constexpr uint32_t kPositionSpace = 0x03000000;  // writes are queued, and reach the FPGA when they are applied
+constexpr uint8_t kNoSuchDevice = 7;
+constexpr uint32_t kSender = 0x018ABCDE;
+
+ipcHeaderInfo envelope(uint16_t largeLabel, uint16_t smallLabel, size_t payload) {
+  ipcHeaderInfo head;
+  head.uiid = kSender;
+  head.largeLabel = largeLabel;
+  head.smallLabel = smallLabel;
+  head.payloadLength = static_cast<uint32_t>(payload);
+  return head;
+}
+
+ByteVector body(const ipcHeaderInfo& head, const ByteVector& frame) {
+  ByteVector out(kEnvelopeLength);
+  head.encode(std::span(out).first<kEnvelopeLength>());
+  out.insert(out.end(), frame.begin(), frame.end());
+  return out;
+}
+
+// A request for a device that nobody serves: it comes back as it went.
+ByteVector harmlessFrame(uint8_t source = 0) {
+  ThirdProtoMCUCMsg frame(0x55AA, 0, 0, source, 0, kNoSuchDevice, 0, 0, kCodeRead, 0x12345678);
+  ByteVector wire(kShortestFrame);
+  EXPECT_EQ(frame.Encode(wire.data(), kShortestFrame), kShortestFrame);
+  return wire;
+}
+
+// --- A link without its threads: messages are put on the local queue, and one call takes them off.
+class LocalQueueTest : public BoardTest {
+ protected:
+  // As the bus would: the callback, with a message that is the queue's from then on.
+  void arrive(const ByteVector& message) {
+    auto queued = std::make_unique<apipc_msg>();
+    queued->body = message;
+    const int length = static_cast<int>(message.size());
+    ASSERT_EQ(McuIMDThread::ipc_event_deal(nullptr, &m_link, queued.release(), length), 0);
+  }
+  // Handles what has arrived, up to a message that is dropped: its result.
+  unsigned handle() { return m_link.ipc_event_deal_th(); }
+  unsigned handleAll() {
+    arrive({});  // no body: ends the call
+    return handle();
+  }
+
+  McuIMDThread m_link;
+};
+
+TEST_F(LocalQueueTest, DropsMessagesThatAreNotWhole) {
+  ByteVector longest = body(envelope(28, 1, 65536), ByteVector(65536));
+  struct Case {
+    const char* name;
+    ByteVector message;
+    const char* line;
+  };
+  const Case cases[] = {
+      {"no body", {}, "=== ipc_event_deal ===Recv, boday is invalid, return."},
+      {"cut envelope", ByteVector(27), "the envelope is cut, length = 27"},
+      {"no frame though one is announced", body(envelope(28, 1, 1), {}), "the frame length 1 leaves"},
+      {"cut frame", body(envelope(28, 0, 21), harmlessFrame()), "the frame length 21 leaves"},
+      {"frame longer than any", body(envelope(28, 1, 65537), ByteVector(65537)), "the frame length 65537 leaves"},
+      {"length that would wrap", body(envelope(28, 1, 0xFFFFFFFF), harmlessFrame()), "leaves the message"},
+      {"cut interrupt", body(envelope(28, 3, 1), {}), "the frame length 1 leaves"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const size_t before = logged(c.line);
+    arrive(c.message);
+    EXPECT_EQ(handle(), kInvalidMessage);
+    EXPECT_EQ(logged(c.line), before + 1);
+  }
+  EXPECT_EQ(McuIMDThread::ipc_event_deal(nullptr, &m_link, nullptr, 0), static_cast<int>(kInvalidMessage));
+  EXPECT_EQ(logged("Error:mcuimdthread_receive.cpp"), std::size(cases) + 1);
+  EXPECT_EQ(logged("Begin Deal DataBlock"), 0U);
+
+  arrive(longest);  // the longest frame there is, and bytes after a frame, are taken
+  arrive(body(envelope(28, 1, 20), ByteVector(30)));
+  handleAll();
+  EXPECT_EQ(logged("Begin Deal DataBlock"), 2U);
+}
+
+TEST_F(LocalQueueTest, HandlesFramesOfLabel28AloneAndReleasesTheRest) {
+  struct Case {
+    uint16_t largeLabel;
+    uint16_t smallLabel;
+    size_t dealt;
+    size_t interrupts;
+  };
+  for (const Case& c : {Case{28, 0, 1, 0}, Case{28, 1, 1, 0}, Case{28, 2, 0, 0}, Case{28, 3, 0, 1}, Case{28, 4, 0, 0},
+                        Case{27, 1, 0, 0}, Case{29, 3, 0, 0}, Case{0, 0, 0, 0}}) {
+    SCOPED_TRACE(std::to_string(c.largeLabel) + "/" + std::to_string(c.smallLabel));
+    const size_t dealt = logged("Begin Deal DataBlock");
+    const size_t interrupts = logged("Apipc, data interrupt...");
+    arrive(body(envelope(c.largeLabel, c.smallLabel, 20), harmlessFrame()));
+    handleAll();
+    EXPECT_EQ(logged("Begin Deal DataBlock") - dealt, c.dealt);
+    EXPECT_EQ(logged("Apipc, data interrupt...") - interrupts, c.interrupts);
+  }
+}
+
+TEST_F(LocalQueueTest, DropsEverythingWhileTheDeviceIsReset) {
+  for (const uint8_t state : ByteVector{1, 2}) {
+    Data_Global::getInstance()->RebootRF = state;
+    arrive(body(envelope(28, 1, 20), harmlessFrame()));
+    EXPECT_EQ(handle(), kInvalidMessage);
+  }
+  EXPECT_EQ(logged("....... Device Reset To Factory ing...... , return."), 2U);
+  EXPECT_EQ(logged("Begin Deal DataBlock"), 0U);
+  Data_Global::getInstance()->RebootRF = 3;  // requested, not begun
+  arrive(body(envelope(28, 1, 20), harmlessFrame()));
+  handleAll();
+  EXPECT_EQ(logged("Begin Deal DataBlock"), 1U);
+}
+
+TEST_F(LocalQueueTest, RemembersEachSenderOnceAndNotMoreThanItsShare) {
+  const ByteVector frame = harmlessFrame();
+  ipcHeaderInfo head = envelope(28, 1, 20);
+  for (const uint32_t sender : {7U, 5U, 7U, 5U, 6U}) {
+    head.uiid = sender;
+    EXPECT_EQ(m_link.dealDataBlockNew(head, frame), 0U);
+  }
+  EXPECT_THAT(m_link.seenUiids(), ElementsAre(7, 5, 6));
+  EXPECT_EQ(logged("recv new uiid = 6 size = 3"), 1U);
+
+  g_logLevel = 0;
+  for (head.uiid = 100; head.uiid < 5100; ++head.uiid) m_link.dealDataBlockNew(head, frame);
+  EXPECT_EQ(m_link.seenUiids().size(), 4096U);
+}
+
+TEST_F(LocalQueueTest, NotesTheHostToolUnlessTheScreenDaemonForwardsForIt) {
+  ipcHeaderInfo head = envelope(28, 1, 20);
+  m_link.dealDataBlockNew(head, harmlessFrame(0xFE));
+  EXPECT_EQ(logged("\t********DevComLinkState == 1 *********"), 1U);
+  m_link.dealDataBlockNew(head, harmlessFrame(0x01));
+  head.uiid = taskIdentifier(kTaskQxt);
+  m_link.dealDataBlockNew(head, harmlessFrame(0xFE));
+  EXPECT_EQ(logged("\t********DevComLinkState == 1 *********"), 1U);
+  EXPECT_EQ(m_link.dealDataBlockNew(head, {}), kInvalidMessage);
+}
+
+TEST_F(LocalQueueTest, ReportsBeforeTheLinkExistsAreDroppedWithALine) {
+  IMD_proto3rd report;
+  report.processID = taskIdentifier(kTaskQxt);
+  EXPECT_EQ(StubUtil::getInstance()->SendMsg(report), kSendFailed);
+  EXPECT_EQ(logged("=== SendMsg ==="), 1U);
+  EXPECT_THAT(journal(), Not(HasSubstr("ipc s")));
+}
+
+TEST_F(LocalQueueTest, SendingReportsWhatFailed) {
+  IMD_proto3rd report;
+  report.processID = kSender;
+  EXPECT_EQ(m_link.SendMsgNew(nullptr), kInvalidMessage);
+  EXPECT_EQ(m_link.SendMsgNew(&report), kSendFailed) << "there is no such task";
+  EXPECT_EQ(logged("=== ReplyMsg ===ReplyMsg: reply message Failed! ret = -1"), 1U);
+  report.proto.m_data.assign(65517, 0);
+  EXPECT_EQ(m_link.SendMsgNew(&report), kEncodeFailed);
+  EXPECT_EQ(logged("=== ReplyMsg ===ReplyMsg: Encode failed! return."), 1U);
+}
+
+// --- The settle filter of the layout calculation.
+class SettleFilter : public BoardTest {
+ protected:
+  SettleFilter() { DriverUtil::getInstance()->initialize(); }
+  void cycle() { m_link.CalculateSenderParaHandler(); }
+  size_t calculations() const { return logged("= 200Ms CalculateParaOfSenderHandler =") / 2; }
+
+  std::atomic<uint32_t>& m_counter = Data_Global::getInstance()->CalculateParaHandlerCnt;
+  McuIMDThread m_link;
+};
+
+TEST_F(SettleFilter, CalculatesOnceTheCounterStandsStillForACycle) {
+  cycle();
+  EXPECT_EQ(calculations(), 0U) << "nothing to do";
+  for (int change = 0; change < 3; ++change) {
+    ++m_counter;
+    cycle();
+    EXPECT_EQ(calculations(), 0U) << "it still changes";
+  }
+  cycle();
+  EXPECT_EQ(calculations(), 1U);
+  EXPECT_EQ(m_counter, 0U);
+  cycle();
+  EXPECT_EQ(calculations(), 1U) << "only once";
+}
+
+TEST_F(SettleFilter, AChangeRightAfterACalculationSettlesAnew) {
+  m_counter = 1;
+  cycle();
+  cycle();
+  ASSERT_EQ(calculations(), 1U);
+  m_counter = 1;  // the same value as before
+  cycle();
+  EXPECT_EQ(calculations(), 1U) << "seen in one cycle only";
+  cycle();
+  EXPECT_EQ(calculations(), 2U);
+}
+
+TEST_F(SettleFilter, LosesNoChangeThatComesWhileItIsTaken) {
+  constexpr uint32_t kChanges = 20000;
+  g_logLevel = 0;
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (uint32_t i = 0; i < kChanges; ++i) ++m_counter;
+    done = true;
+  });
+  while (!done) cycle();
+  writer.join();
+  // What was raised last is still there, or was taken by a calculation that began after it.
+  g_logLevel = 3;
+  const bool pending = m_counter != 0;
+  cycle();
+  cycle();
+  EXPECT_EQ(calculations(), pending ? 1U : 0U);
+  EXPECT_EQ(m_counter, 0U);
+}
+
+// --- The whole link, with its threads, and a peer on the bus.
+class PeerLinkTest : public BoardTest {
+ protected:
+  PeerLinkTest() {
+    DriverUtil::getInstance()->initialize();
+    Tprocess_ctl::getInstance()->initialize();
+    Tshl_ctl::getInstance()->initialize();
+    EXPECT_EQ(apipc_init(taskIdentifier(kTaskKadrend), 0), 0);
+    m_peer = std::make_unique<BusClient>(m_directory.path().string());
+  }
+  void startLink() { ASSERT_TRUE(StubUtil::getInstance()->creatIMDComm()); }
+
+  static ThirdProtoMCUCMsg request(uint8_t code, uint32_t address, const ByteVector& data, uint8_t destination = 0) {
+    auto frame = BusClient::request(code, address, static_cast<uint16_t>(data.size()), data, {});
+    frame.m_ucDestinationAddrerss = destination;
+    return frame;
+  }
+  // Sends a frame, damaged in its last byte, and returns the reply.
+  std::optional<Message> askDamaged(const ThirdProtoMCUCMsg& frame) {
+    ByteVector datagram = m_peer->datagram(frame, 99);
+    datagram.back() ^= 0xFF;
+    EXPECT_TRUE(m_peer->send(datagram));
+    return m_peer->receive(5000);
+  }
+  // Waits until the journal holds so many writes to the FPGA.
+  std::vector<std::string> fpgaWrites(size_t count) {
+    std::vector<std::string> writes;
+    for (int i = 0; i < 1000 && writes.size() < count; ++i) {
+      if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      writes.clear();
+      for (auto& line : journalLines()) {
+        if (line.starts_with("fpga w")) writes.push_back(line);
+      }
+    }
+    return writes;
+  }
+
+  std::unique_ptr<BusClient> m_peer;
+};
+
+TEST_F(PeerLinkTest, AnswersWithTheRequestsEnvelopeAndTheTagTurned) {
+  startLink();
+  auto frame = request(kCodeRead, 0x12345678, {}, 0);
+  frame.m_ucDeviceType = kNoSuchDevice;
+  frame.m_ucLabels = 0x33;
+  frame.m_ucSourceAddress = 0xFE;
+  frame.m_usBoardAddress = 0x0102;
+  ByteVector datagram = m_peer->datagram(frame, 0);
+  ipcHeaderInfo head = envelope(28, 1, 20);
+  head.uiid = m_peer->task();
+  head.labelCount = 0x11121314;
+  head.size = 0x21222324;
+  head.result = 0x31323334;
+  head.detail = 0x41424344;
+  head.encode(std::span(datagram).first<kEnvelopeLength>());
+  ASSERT_TRUE(m_peer->send(datagram));
+
+  const auto reply = m_peer->receive(5000);
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->envelope.uiid, m_peer->task());
+  EXPECT_EQ(reply->envelope.labelCount, 0x11121314U);
+  EXPECT_EQ(reply->envelope.size, 0x21222324U);
+  EXPECT_EQ(reply->envelope.result, 0U) << "the frame's ack, not what the requester had put there";
+  EXPECT_EQ(reply->envelope.detail, 0x41424344U);
+  EXPECT_EQ(reply->envelope.smallLabel, 1);
+  EXPECT_EQ(reply->envelope.largeLabel, 28);
+  EXPECT_EQ(reply->envelope.payloadLength, 20U);
+  EXPECT_TRUE(reply->checksumRight);
+  EXPECT_EQ(reply->frame.m_usHeader, static_cast<uint16_t>(frame.m_usHeader << 8 | frame.m_usHeader >> 8));
+  EXPECT_EQ(reply->frame.m_ucLabels, 0x33);
+  EXPECT_EQ(reply->frame.m_ucSourceAddress, 0xFE);
+  EXPECT_EQ(reply->frame.m_ucDeviceType, kNoSuchDevice);
+  EXPECT_EQ(reply->frame.m_usBoardAddress, 0x0102);
+  EXPECT_EQ(reply->frame.m_uiRegisterUnitAddress, 0x12345678U);
+}
+
+TEST_F(PeerLinkTest, AnswersABadChecksumWith2AndDispatchesNothing) {
+  startLink();
+  ASSERT_TRUE(StubUtil::getInstance()->creatProcess());
+  const auto reply = askDamaged(request(kCodeWrite, kPositionSpace, {1, 2, 3, 4}));
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->frame.m_ucAck, kAckChecksum);
+  EXPECT_EQ(reply->envelope.result, kAckChecksum);
+  EXPECT_TRUE(reply->checksumRight);
+  EXPECT_EQ(logged("=== dealDataBlock ===Deal DataBlock: Checkout Result is false! "), 1U);
+  EXPECT_EQ(logged("Begin SendCard Task"), 0U);
+}
+
+TEST_F(PeerLinkTest, TakesAFrameForAnotherDeviceAsItsOwn) {
+  startLink();
+  ASSERT_TRUE(StubUtil::getInstance()->creatProcess());
+  const auto reply = askDamaged(request(kCodeWrite, kPositionSpace, {1, 2, 3, 4}, 5));
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->frame.m_ucAck, kAckOk) << "its ack is 0 although the checksum failed";
+  EXPECT_EQ(reply->frame.m_ucDestinationAddrerss, 5);
+  EXPECT_EQ(logged("=== checkSelfDeviceRequest ===Not this ZB7700's Msg, addr = 5 sequse id = 0"), 1U);
+  EXPECT_EQ(fpgaWrites(1).size(), 1U);
+}
+
+TEST_F(PeerLinkTest, DoesNotAnswerAFrameThatCannotBeDecoded) {
+  startLink();
+  ByteVector cut = m_peer->datagram(request(kCodeWrite, kPositionSpace, {1, 2, 3, 4}), 1);
+  cut[kEnvelopeLength + 16] = 5;  // one byte more than there is
+  ASSERT_TRUE(m_peer->send(cut));
+  const auto next = m_peer->ask(BusClient::request(kCodeRead, 0, 1, {}, {.deviceType = kNoSuchDevice}));
+  ASSERT_TRUE(next) << "the first reply is the next request's";
+  EXPECT_EQ(logged("=== dealDataBlock ===Decode DataBlock Failed! Decode result = -1"), 1U);
+  EXPECT_EQ(logged("= Begin reply Message ="), 1U);
+}
+
+TEST_F(PeerLinkTest, HoldsWritesUntilThereIsAWorker) {
+  startLink();
+  for (const uint8_t value : ByteVector{1, 2, 3}) m_peer->write(kPositionSpace + 4U * value, ByteVector{value, 0, value, 0});
+  EXPECT_TRUE(fpgaWrites(0).empty());
+  ASSERT_TRUE(StubUtil::getInstance()->creatProcess());
+  m_peer->write(kPositionSpace + 16, ByteVector{4, 0, 4, 0});
+  const auto writes = fpgaWrites(4);
+  ASSERT_EQ(writes.size(), 4U);
+  for (size_t i = 0; i < writes.size(); ++i) {
+    const std::string value = "0" + std::to_string(i + 1) + "00";
+    EXPECT_THAT(writes[i], HasSubstr(value + value)) << "in the order in which they were acknowledged";
+  }
+}
+
+TEST_F(PeerLinkTest, RefusesWritesWhenThereWillBeNoWorker) {
+  startLink();
+  // No machine has room for a stack of this size: the next thread cannot be created.
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{1} << 46), 0);
+  ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+  pthread_attr_destroy(&attributes);
+  EXPECT_FALSE(StubUtil::getInstance()->creatProcess());
+  EXPECT_EQ(logged("McuProcessThread::CreateThread() pthread_create() failed! err="), 1U);
+
+  const auto reply = m_peer->ask(request(kCodeWrite, kPositionSpace, {1, 2, 3, 4}));
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->frame.m_ucAck, kAckRefused);
+  EXPECT_EQ(reply->envelope.result, kAckRefused);
+  EXPECT_FALSE(StubUtil::getInstance()->addMessageToList(std::make_unique<MCUProcessDataBlock>()));
+}
+
+TEST_F(PeerLinkTest, SendsFromSeveralThreadsAtOnce) {
+  constexpr size_t kSenders = 4;
+  constexpr size_t kReports = 50;
+  startLink();
+  std::vector<std::thread> senders;
+  for (size_t s = 0; s < kSenders; ++s) {
+    senders.emplace_back([this, s] {
+      for (size_t i = 0; i < kReports; ++i) {
+        IMD_proto3rd report;
+        report.processID = m_peer->task();
+        report.proto.m_uiRegisterUnitAddress = static_cast<uint32_t>(s << 16 | i);
+        report.proto.m_data.assign(1 + 37 * i, static_cast<uint8_t>(s));
+        EXPECT_EQ(StubUtil::getInstance()->SendMsg(report), 0U);
+      }
+    });
+  }
+  std::vector<size_t> next(kSenders, 0);
+  for (size_t n = 0; n < kSenders * kReports; ++n) {
+    const auto report = m_peer->receive(5000);
+    ASSERT_TRUE(report);
+    ASSERT_TRUE(report->checksumRight);
+    const size_t s = report->frame.m_uiRegisterUnitAddress >> 16;
+    const size_t i = report->frame.m_uiRegisterUnitAddress & 0xFFFF;
+    EXPECT_EQ(i, next.at(s)++);
+    EXPECT_EQ(report->frame.m_data, ByteVector(1 + 37 * i, static_cast<uint8_t>(s)));
+  }
+  for (auto& sender : senders) sender.join();
+}
+
+TEST_F(PeerLinkTest, ForgetsWhatItReportedWhenTheScreenDaemonComes) {
+  auto* store = Data_Global::getInstance();
+  auto* control = Tprocess_ctl::getInstance();
+  McuIMDThread link;
+  const auto soil = [&] {
+    store->SendNetLinktoQXT_buff.fill(9);
+    store->fiberlink_buff.fill(9);
+    store->Fiber1BelowLinkStatus_buff = 9;
+    store->SendOptRedundtoQXT_buff.fill(9);
+    link.QxtApipcConnHandler();
+    return store->SendNetLinktoQXT_buff[3] == 0 && store->fiberlink_buff[0] == 0xFF &&
+           store->Fiber1BelowLinkStatus_buff == 0 && store->SendOptRedundtoQXT_buff[5] == 0;
+  };
+  EXPECT_FALSE(soil()) << "nobody is there";
+  EXPECT_FALSE(control->apipc_connect_status);
+
+  const BusClient screenDaemon(m_directory.path().string(), kTaskQxt);
+  EXPECT_TRUE(soil());
+  EXPECT_TRUE(control->apipc_connect_status);
+  EXPECT_FALSE(soil()) << "once only";
+  control->OptToNetEnableOnce = true;
+  EXPECT_TRUE(soil());
+  EXPECT_FALSE(control->OptToNetEnableOnce);
+}
+
+}  // namespace
+}  // namespace TIRK_MCUC
