@@ -12,11 +12,13 @@
 #include "proto/addr_edidspaceregister.h"
 #include "proto/addr_featureregister.h"
 #include "proto/addr_hardwareprogrammablebrightnessadjust.h"
+#include "proto/addr_hcinteractionregister.h"
 #include "proto/addr_hwbasicinforegister.h"
 #include "proto/addr_intelligentbrightnessregister.h"
 #include "proto/addr_numberfuncardportregister.h"
 #include "proto/addr_plugincardinforegister.h"
 #include "proto/addr_rgbgammaregister.h"
+#include "proto/addr_rvconfigfilespace.h"
 #include "proto/addr_screeninfoechoregister.h"
 #include "proto/addr_screenpatterngenregister.h"
 #include "proto/addr_shortcutconfigscreenregister.h"
@@ -31,16 +33,6 @@ namespace {
 // Spaces that own their whole top byte; the others own 65 536 addresses.
 bool ownsTopByte(uint32_t key) {
   return key == 0x0E000000 || key == 0x0F000000 || key == 0xF0000000 || key == 0xF1000000;
-}
-
-// Stands in for a space that this build does not have.
-int notAvailable(IMD_proto3rd* request, Fshl_cmd* entry, int) {
-  TRACE_ERROR("=== " << entry->cmd_str << " ===register space is not available");
-  return RegisterSpace::refuse(request, kRefused);
-}
-
-int printNothing(IMD_proto3rd*) {
-  return 0;
 }
 
 }  // namespace
@@ -66,15 +58,12 @@ Tshl_ctl* Tshl_ctl::getInstance() {
 }
 
 Tshl_ctl::Tshl_ctl() {
-  const auto missing = [this](uint32_t base, const char* name, const char* description) {
-    add(base, name, description, nullptr, notAvailable, printNothing);
-  };
   add<Addr_HwBasicInfoRegister>(0x00000000, "factory", "factory hardware register");
   add<Addr_PluginCardInfoRegister>(0x00010000, "plug in card info", "plug in card register");
   add<Addr_CMDRegister>(0x01000000, "command", "command register");
   add<Addr_FeatureRegister>(0x02000000, "feature", "feature register");
   add<Addr_ScreenInfoEchoRegister>(0x02100000, "screen info echo", "screen info echo");
-  missing(0x02200000, "screen info echo", "screen info echo");
+  add<Addr_HCInteractionRegister>(0x02200000, "screen info echo", "screen info echo");
   add<Addr_BackupInfoRegister>(0x02300000, "backup", "backup info register");
   add<Addr_IntelligentBrightnessRegister>(0x02400000, "Intelligent brightness",
                                           "Intelligent brightness sent by screen register");
@@ -90,7 +79,7 @@ Tshl_ctl::Tshl_ctl() {
   add<Addr_TestPrinfRegister>(0xF1000000, "testprintf", "testprintf Infomation");
   add<Addr_RGBGammaRegister>(0x0E000000, "RGB Gamma", "RGB Gamma register");
   add<Addr_ScreenPatternGenregister>(0x12010000, "ScreenPatternGen info", "ScreenPatternGen info register");
-  missing(0x0F000000, "RVConfig File Space info", "RVConfig File Space info register");
+  add<Addr_RVConfigFileSpace>(0x0F000000, "RVConfig File Space info", "RVConfig File Space info register");
   add<Addr_CardProgmaSpaceRegister>(0x18000000, "cardprogspace", "sendcard programm space register");
   add<Addr_CardProgmaSpaceRegister>(0x18200000, "ccardprogspace", "csendcard programm space register");
 }
