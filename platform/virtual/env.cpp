@@ -84,10 +84,13 @@ int Env::unset(const std::string& key) {
   const std::lock_guard guard(m_mutex);
   auto text = load();
   if (!text) return -1;
-  const auto line = find(*text, key);
-  if (!line) return -1;
-  text->erase(line->begin, line->length + 1);
-  return store(*text);
+  bool found = false;
+  // A store that was edited by hand may have it twice.
+  for (auto line = find(*text, key); line; line = find(*text, key)) {
+    text->erase(line->begin, line->length + 1);
+    found = true;
+  }
+  return found ? store(*text) : -1;
 }
 
 }  // namespace vboard

@@ -48,7 +48,9 @@ void Journal::line(const std::string& text, int code) {
   }
   if (code != 0) whole += " failed " + std::to_string(code);
   const std::lock_guard guard(m_fileMutex);
-  if (fileUnlocked() < 0 || writeAll(m_fd, whole + "\n") != 0) complain("written");
+  const bool written = fileUnlocked() >= 0 && writeAll(m_fd, whole + "\n") == 0;
+  if (!written && !m_failing) complain("written");
+  m_failing = !written;
 }
 
 void Journal::clear() {

@@ -46,6 +46,7 @@ class Journal {
   std::mutex m_order;
   std::mutex m_fileMutex;
   int m_fd = -1;
+  bool m_failing = false;  // told of once, until a line can be written again
 };
 
 // " HEX": lower case, cut after 64 bytes and then followed at once by "...".

@@ -110,7 +110,6 @@ bool matches(const Command& command, const std::vector<std::string_view>& words,
   arguments.clear();
   for (size_t i = 0; i < words.size(); ++i) {
     if (command.words[i].empty()) {
-      if (words[i].starts_with('-')) return false;  // an option, which none of the commands takes here
       arguments.emplace_back(words[i]);
     } else if (command.words[i] != words[i]) {
       return false;

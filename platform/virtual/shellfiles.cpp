@@ -16,6 +16,9 @@ namespace vboard {
 
 namespace {
 
+// Its inode is the chip: the daemon has it open, so that a file renamed over it would be a chip that nobody writes to.
+constexpr const char* kFlashImage = "/data/tirk/etc/sysconf/pmxpara";
+
 int complain(const char* command, std::string_view path, const std::string& reason) {
   std::fprintf(stderr, "%s: %.*s: %s\n", command, static_cast<int>(path.size()), path.data(), reason.c_str());
   return 1;
@@ -51,13 +54,6 @@ int copyBytes(int from, int to) {
   }
 }
 
-bool sameFile(const std::string& one, const std::string& other) {
-  struct stat first = {};
-  struct stat second = {};
-  return ::stat(one.c_str(), &first) == 0 && ::lstat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
-}
-
 }  // namespace
 
 int makeDirectories(const std::string& path) {
@@ -73,8 +69,8 @@ int copyFile(const std::string& from, const std::string& to) {
   if (!S_ISREG(info.st_mode)) return complain("cp", from, "not a regular file");
   const auto target = copyTarget(*source, to);
   if (!target) return complain("cp", to);
-  if (sameFile(*source, *target)) return complain("cp", to, "the same file");
-  if (sameFile("/proc/self/fd/" + std::to_string(board().flash.fd), *target)) {
+  if (*source == *target) return complain("cp", to, "the same file");
+  if (*target == devicePath(kFlashImage)) {
     return complain("cp", to, "the flash chip is in use");
   }
   const std::string fresh = *target + ".new";

@@ -1,0 +1,283 @@
+// The virtual board: what it makes, what it refuses to open, and what survives the daemon.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+
+#include "boardaccess.h"
+#include "boardhost.h"
+#include "llinput.h"
+#include "support/temporary_directory.h"
+#include "sysconfenv.h"
+#include "virtual/board.h"
+#include "virtual/files.h"
+#include "virtual/inputs.h"
+#include "virtual/lights.h"
+
+namespace {
+
+using namespace vboard;
+using testing::HasSubstr;
+using testing_support::TemporaryDirectory;
+namespace fs = std::filesystem;
+
+const std::string kFlash = "root/data/tirk/etc/sysconf/pmxpara";
+const std::string kFlag = "root/etc/init.d/flag_fpgaload";
+
+std::string openError(const fs::path& directory) {
+  std::string error;
+  return openBoard(directory.string(), error) == 0 ? "" : error;
+}
+
+// Runs `work` in a process of its own and answers how it ended. The work that returns is a process that exits with 0.
+int inChild(const std::function<void()>& work) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    work();
+    ::_exit(0);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return status;
+}
+
+bool appears(const fs::path& file) {
+  for (int i = 0; i < 2000 && !fs::exists(file); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  return fs::exists(file);
+}
+
+TEST(BoardConfig, TakesEverySetting) {
+  std::string error;
+  const auto defaults = parseConfig("", error);
+  ASSERT_TRUE(defaults);
+  EXPECT_EQ(defaults->inputs.size(), 3u);
+  const auto config = parseConfig(
+      "# a board\r\n  card_position=0x0A  # of the rack\n\njournal = on\ninput 6 = vga\nfpga_load_ms = -1\n"
+      "input 0 = dvi\njournal = off\ninput\t3 = sdi3g",
+      error);
+  ASSERT_TRUE(config) << error;
+  EXPECT_EQ(config->cardPosition, 10);
+  EXPECT_EQ(config->fpgaLoadMs, -1);
+  EXPECT_FALSE(config->journal);
+  ASSERT_EQ(config->inputs.size(), 3u) << "any input line replaces the default";
+  EXPECT_EQ(config->inputs[0].type, EN_IF_T_DVI);
+  EXPECT_EQ(config->inputs[1].slot, 3);
+  EXPECT_EQ(config->inputs[2].slot, 6);
+}
+
+TEST(BoardConfig, NamesTheLineOfAnError) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"colour = red", "line 1: unknown key \"colour\""},
+      {"\n# x\njournal = maybe", "line 3: journal: \"maybe\""},
+      {"journal = on\ncard_position = 256", "line 2: card_position"},
+      {"card_position = -1", "line 1: card_position"},
+      {"card_position = 1x", "line 1: card_position"},
+      {"card_position =", "line 1: card_position"},
+      {"fpga_load_ms = -2", "line 1: fpga_load_ms"},
+      {"fpga_load_ms = 99999999999", "line 1: fpga_load_ms"},
+      {"input 7 = dvi", "line 1: input"},
+      {"input 0 = hdmi", "line 1: input 0: \"hdmi\""},
+      {"input = dvi", "line 1: unknown key \"input\""},
+      {"journal", "line 1: \"journal\" is not \"key = value\""},
+  };
+  for (const auto& [text, message] : cases) {
+    std::string error;
+    EXPECT_FALSE(parseConfig(text, error)) << text;
+    EXPECT_THAT(error, HasSubstr(message));
+  }
+}
+
+TEST(NewBoard, IsAnEmptyPrivateDevice) {
+  const TemporaryDirectory directory;
+  ASSERT_EQ(openError(directory.path() / "made/for/it"), "");
+  const fs::path board = directory.path() / "made/for/it";
+
+  for (const auto& entry : fs::recursive_directory_iterator(board)) {
+    struct stat info = {};
+    ASSERT_EQ(::lstat(entry.path().c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, S_ISDIR(info.st_mode) ? 0700u : 0600u) << entry.path();
+  }
+  std::string image(32U << 20, '\xFF');
+  const std::pair<size_t, size_t> zero[] = {{0x000000, 0x00FFFF}, {0x200000, 0x200FFF}, {0xA01000, 0xA010FF},
+                                            {0xA3B000, 0xA61FFF}, {0xB8B000, 0xB8CFFF}, {0xB98000, 0xB99FFF},
+                                            {0xC20000, 0xC21FFF}, {0xD14000, 0xD17FFF}};
+  for (const auto& [first, last] : zero) std::fill(image.begin() + long(first), image.begin() + long(last) + 1, '\0');
+  EXPECT_TRUE(readFile(board / kFlash) == image);
+  EXPECT_TRUE(readFile(board / (kFlash + "_factory")) == image);
+  EXPECT_FALSE(fs::exists(board / (kFlash + "_factory_tmp")));
+  EXPECT_EQ(fs::file_size(board / "fpga"), 256U << 20);
+  EXPECT_EQ(readFile(board / "root/data/tirk/etc/sysconf/env"),
+            "firstboot=0\nver_rootfs=V1.0.B1\ndevice_modelid=5001\n");
+  EXPECT_EQ(readFile(board / "root/sys/class/fpga/fpga_conf").value_or("").substr(0, 1), "1");
+  EXPECT_TRUE(appears(board / kFlag));
+}
+
+TEST(NewBoard, MayHaveALongerPathThanTheSystemTakes) {
+  const TemporaryDirectory directory;
+  std::string path = directory.path().string();
+  for (int i = 0; i < 50; ++i) path += "/" + std::string(100, static_cast<char>('a' + i % 26));
+  std::string error;
+  ASSERT_EQ(openBoard(path, error), 0) << error;
+  board().journal.setOn(true);
+  ASSERT_EQ(board_system("mkdir -p /data/deep"), 0);
+  EXPECT_EQ(board().journal.text(), "sh mkdir -p /data/deep\n");
+  char name[64];
+  ASSERT_EQ(board_path("/data/deep", name, sizeof name), 0);
+  EXPECT_EQ(::access(name, W_OK), 0);
+}
+
+TEST(Board, IsOpenedByOneDaemonOnly) {
+  const TemporaryDirectory directory;
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t first = ::fork();
+  if (first == 0) {
+    const char good = openError(directory.path()).empty() ? 'y' : 'n';
+    if (::write(ready[1], &good, 1) == 1) ::pause();
+    ::_exit(1);
+  }
+  char good = 0;
+  ASSERT_EQ(::read(ready[0], &good, 1), 1);
+  ASSERT_EQ(good, 'y');
+  EXPECT_THAT(openError(directory.path()), HasSubstr("another daemon"));
+  ::kill(first, SIGKILL);
+  ::waitpid(first, nullptr, 0);
+  EXPECT_EQ(openError(directory.path()), "");
+  EXPECT_NE(openError(directory.path() / "other"), "") << "a process has one board";
+}
+
+TEST(Board, IsNotOpenedWhenSomethingIsWrong) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"board.conf", "what = 1\n"}, {kFlash, "too short"}, {kFlash + "_factory", ""},
+      {"clock", "tomorrow\n"},      {"light", "70000\n"},  {"inputs/edid1", "short"},
+      {"root", "a file"},           {"bus", "a file"},     {"root/etc", "a file"},
+  };
+  for (const auto& [file, text] : cases) {
+    const TemporaryDirectory directory;
+    directory.put(file, text);
+    EXPECT_THAT(openError(directory.path()), HasSubstr(fs::path(file).filename().string())) << file;
+    EXPECT_EQ(directory.get(file), text) << "what is there stays as it is";
+  }
+  const TemporaryDirectory directory;
+  directory.put("file", "");
+  EXPECT_THAT(openError(directory.path() / "file"), HasSubstr("Not a directory"));
+  directory.put("fpga", "");
+  fs::resize_file(directory.path() / "fpga", (256U << 20) + 1);
+  EXPECT_THAT(openError(directory.path()), HasSubstr("\"fpga\""));
+}
+
+TEST(Board, DoesNotFollowLinksOutOfItsDirectory) {
+  const TemporaryDirectory outside;
+  outside.put("env", "mine=1\n");
+  const TemporaryDirectory linkedRoot;
+  fs::create_directory_symlink(outside.path(), linkedRoot.path() / "root");
+  EXPECT_NE(openError(linkedRoot.path()), "");
+  const TemporaryDirectory linkedPart;
+  fs::create_directories(linkedPart.path() / "root/data/tirk/etc");
+  fs::create_directory_symlink(outside.path(), linkedPart.path() / "root/data/tirk/etc/sysconf");
+  EXPECT_NE(openError(linkedPart.path()), "");
+  const TemporaryDirectory linkedFile;
+  fs::create_symlink(outside.path() / "env", linkedFile.path() / "clock");
+  EXPECT_NE(openError(linkedFile.path()), "");
+  EXPECT_EQ(std::distance(fs::directory_iterator(outside.path()), fs::directory_iterator()), 1);
+  EXPECT_EQ(outside.get("env"), "mine=1\n");
+}
+
+TEST(Board, TellsThatThereIsNoRoom) {
+  const TemporaryDirectory directory;
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit old = {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
+  const rlimit small{1U << 20, old.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  const std::string error = openError(directory.path());
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
+  EXPECT_THAT(error, HasSubstr("cannot make the flash image"));
+  EXPECT_FALSE(fs::exists(directory.path() / kFlash)) << "half an image is none";
+  EXPECT_EQ(openError(directory.path()), "") << "and the next start makes it";
+}
+
+TEST(Board, IsFoundByTheEnvironmentVariable) {
+  const TemporaryDirectory directory;
+  directory.put("board.conf", "journal = yes\n");
+  ::setenv("KADREND_BOARD", directory.path().c_str(), 1);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(board_open(), -1);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("line 1"));
+  directory.put("board.conf", "");
+  EXPECT_EQ(board_open(), 0);
+  EXPECT_EQ(board().directory, directory.path());
+}
+
+TEST(Board, KeepsItsStateWhenTheDaemonIsKilled) {
+  const TemporaryDirectory directory;
+  constexpr uint8_t kBytes[] = {1, 2, 3};
+  Edid edid;
+  edid.fill(0xE1);
+  const int status = inChild([&] {
+    if (!openError(directory.path()).empty()) return;
+    board().journal.setOn(true);
+    const timeval set{4102444800, 0};
+    sysconf_openenv();
+    const int failures = Flash_Init() + WriteFPGABlock(1, 0x100, 3, kBytes) + board().fpga.write(0x1E, kBytes) +
+                         WriteDataToFlashx(0xB98000, 3, kBytes) + sysconf_setenv("key", "a value") +
+                         board_clock_set(&set) + board().inputs->setEdid(1, edid) + board().lights->setBoard(0x8123);
+    if (failures == 0) ::raise(SIGKILL);
+  });
+  ASSERT_TRUE(WIFSIGNALED(status));
+  ASSERT_EQ(openError(directory.path()), "");
+  uint8_t read[3] = {};
+  EXPECT_EQ(board().fpga.read(0x100, read), 0);
+  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
+  EXPECT_EQ(board().fpga.read(0x1E, read), 0);
+  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
+  EXPECT_EQ(board().flash.read(0xB98000, read), 0);
+  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
+  EXPECT_EQ(board().env.get("key"), "a value");
+  EXPECT_NEAR(double(board().clock.nowUs()), 4102444800e6, 60e6);
+  EXPECT_EQ(board().inputs->at(1)->edid, edid);
+  EXPECT_EQ(board().lights->board(), 0x8123);
+  EXPECT_THAT(board().journal.text(), HasSubstr("fpga w 0x00000100 3 010203\nflash w 0x00b98000 3 010203\n"));
+  EXPECT_TRUE(board().journal.on()) << "a journal that was switched on goes on";
+}
+
+TEST(Power, TheFlagFileAppearsByItselfUnlessItIsThere) {
+  const TemporaryDirectory directory;
+  directory.put("board.conf", "fpga_load_ms = 30\n");
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(openError(directory.path()), "");
+  ASSERT_TRUE(appears(directory.path() / kFlag));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
+}
+
+TEST(Power, ARebootTheDaemonDidNotLiveThroughIsFinished) {
+  const TemporaryDirectory directory;
+  ASSERT_EQ(inChild([&] { ASSERT_EQ(openError(directory.path()), ""); }), 0);
+  directory.put("board.conf", "fpga_load_ms = -1\n");
+  directory.put(kFlag, "");
+  directory.put("rebooting", "");
+  fs::resize_file(directory.path() / "fpga", 0);
+  directory.put("fpga", "registers");
+  fs::copy_file(directory.path() / kFlash, directory.path() / (kFlash + "_factory_tmp"));
+  ASSERT_EQ(inChild([&] {
+              ASSERT_EQ(openError(directory.path()), "");
+              uint8_t byte = 1;
+              if (board().fpga.read(0, {&byte, 1}) != 0 || byte != 0) ::_exit(1);
+              if (board().flash.write(0, std::vector<uint8_t>{0x5A}) != 0) ::_exit(2);
+            }),
+            0);
+  EXPECT_FALSE(fs::exists(directory.path() / kFlag));
+  EXPECT_FALSE(fs::exists(directory.path() / (kFlash + "_factory_tmp")));
+  EXPECT_EQ(readFile(directory.path() / kFlash).value_or(" ")[0], 0x5A) << "the swapped image is the one in use";
+  EXPECT_FALSE(fs::exists(directory.path() / "rebooting"));
+}
+
+}  // namespace

@@ -1,0 +1,222 @@
+// The shell commands of the virtual board, its paths, and the reboot.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "boardaccess.h"
+#include "boardhost.h"
+#include "support/board_fixture.h"
+#include "virtual/cards.h"
+
+namespace {
+
+using namespace testing_support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using vboard::board;
+using vboard::Op;
+namespace fs = std::filesystem;
+
+constexpr int kRefused = 127;
+
+class VirtualShell : public BoardTest {
+ protected:
+  fs::path root() const { return m_directory.path() / "root"; }
+  std::string file(const std::string& path) const { return m_directory.get("root" + path); }
+  static std::string path(const char* devicePath) {
+    char out[256];
+    return board_path(devicePath, out, sizeof out) == 0 ? out : "";
+  }
+  // How many files and directories there are.
+  static long entries(const fs::path& directory) {
+    return std::distance(fs::recursive_directory_iterator(directory), fs::recursive_directory_iterator());
+  }
+};
+
+TEST_F(VirtualShell, CarriesOutItsCommands) {
+  EXPECT_EQ(board_system("mkdir -p /tmp/kadrend/deep/er"), 0);
+  EXPECT_EQ(board_system("mkdir -p /tmp/kadrend"), 0) << "it may be there";
+  EXPECT_TRUE(fs::is_directory(root() / "tmp/kadrend/deep/er"));
+  EXPECT_EQ(board_system("echo \"Point:7 ,use adddr:0x1ec, wide:0 high:0, description:a; b > c\" >> /root/x.txt"), 0);
+  EXPECT_EQ(board_system("echo \"\" >> /root/x.txt"), 0);
+  EXPECT_EQ(file("/root/x.txt"), "Point:7 ,use adddr:0x1ec, wide:0 high:0, description:a; b > c\n\n");
+  EXPECT_EQ(board_system("cp /root/x.txt /tmp/kadrend"), 0);
+  EXPECT_EQ(board_system("cp /root/x.txt /tmp/y.txt"), 0);
+  EXPECT_EQ(file("/tmp/kadrend/x.txt"), file("/root/x.txt"));
+  EXPECT_EQ(file("/tmp/y.txt"), file("/root/x.txt"));
+  EXPECT_EQ(board_system("rm -r /tmp/kadrend"), 0);
+  EXPECT_FALSE(fs::exists(root() / "tmp/kadrend"));
+  EXPECT_EQ(board_system("sysconfig set firstboot 1"), 0);
+  EXPECT_EQ(board_system("/usr/pmx100/bin/fw_setenv ethaddr 00:0a:ff:01:02:03"), 0);
+  EXPECT_EQ(env("firstboot") + env("ethaddr"), "100:0a:ff:01:02:03");
+  EXPECT_EQ(board_system("fpga w s 0x1eb 0x5A"), 0);
+  EXPECT_EQ(board_system("fpga w s 0x1e 0xFF"), 0);
+  EXPECT_EQ(fpga(0x1EB, 1), bytes({0x5A}));
+  EXPECT_EQ(fpga(0x1E, 1), bytes({0})) << "a status register";
+  for (const char* command : {"sync", "killall frelld", "hwclock -w --localtime"}) {
+    EXPECT_EQ(board_system(command), 0) << command;
+  }
+}
+
+TEST_F(VirtualShell, AnswersAFailureWithAStatusAndAMessage) {
+  const long before = entries(root());
+  testing::internal::CaptureStderr();
+  for (const char* command : {"rm -r /nothing", "cp /nothing /tmp/x", "cp /tmp /tmp/x", "cp /etc/init.d/.. /tmp",
+                              "/bin/cat /nothing", "/bin/cat /tmp", "fpga w s 0x1eb 256", "fpga w s 0x10000000 0",
+                              "rm -r /", "rm -r /tmp/..", "mkdir -p /data/tirk/etc/sysconf/env/x", "mkdir -p relative",
+                              "cp /data/tirk/etc/sysconf/env /data/tirk/etc/sysconf/pmxpara", "sysconfig set a=b 1"}) {
+    const int status = board_system(command);
+    EXPECT_TRUE(status > 0 && status < kRefused) << command << " " << status;
+  }
+  const std::string messages = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(occurrences(messages, "\n"), 14u) << messages;
+  EXPECT_EQ(entries(root()), before);
+}
+
+TEST_F(VirtualShell, RefusesEverythingElse) {
+  const long before = entries(root());
+  for (const char* command : {"",
+                              "ls",
+                              "reboot",
+                              "shutdown -h now",
+                              "rm -rf /tmp",
+                              "rm /tmp/x",
+                              "rm -r /tmp /log",
+                              "rm -r /tmp/*",
+                              "mkdir /tmp/x",
+                              "mkdir -p /tmp/a /tmp/b",
+                              "mkdir -p $HOME",
+                              "mkdir -p /tmp/`id`",
+                              "mkdir -p \"/tmp/x\"",
+                              "sync; touch /tmp/x",
+                              "sync && sync",
+                              "sync\nsync",
+                              "cat /tmp/x",
+                              "/bin/cat",
+                              "/bin/cat /tmp/a > /tmp/b",
+                              "sysconfig get a",
+                              "sysconfig set a",
+                              "sysconfig set a 1 2",
+                              "fpga w s 0x1eb",
+                              "fpga r s 0x1eb",
+                              "hwclock -s",
+                              "fw_setenv a 1",
+                              "killall -9 frelld",
+                              "echo x >> /tmp/x",
+                              "echo \"x\" > /tmp/x",
+                              "echo \"x\" >> /tmp/x y",
+                              "echo \"x\" >> /tmp/x; sync",
+                              "echo \"$HOME\" >> /tmp/x",
+                              "echo \"`id`\" >> /tmp/x",
+                              "echo \"a\\n\" >> /tmp/x",
+                              "echo \"x\" >>",
+                              "echo \"x",
+                              "REBOOT -f",
+                              "/sbin/reboot -f"}) {
+    EXPECT_EQ(board_system(command), kRefused) << command;
+  }
+  EXPECT_EQ(entries(root()), before);
+  testing::internal::CaptureStderr();
+  board_system("poweroff");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("refused: poweroff"));
+}
+
+TEST_F(VirtualShell, NeverLeavesItsRoot) {
+  const TemporaryDirectory outside;
+  outside.put("file", "mine");
+  fs::create_directory_symlink(outside.path(), root() / "tmp/absolute");
+  fs::create_directory_symlink(fs::relative(outside.path(), fs::canonical(root() / "tmp")), root() / "tmp/relative");
+  fs::create_symlink(outside.path() / "file", root() / "tmp/link");
+  fs::create_symlink("loop", root() / "tmp/loop");
+  for (const char* command :
+       {"mkdir -p /tmp/absolute/made", "mkdir -p /tmp/relative/made", "mkdir -p /../made", "mkdir -p /tmp/../../made",
+        "rm -r /tmp/absolute/file", "rm -r /tmp/relative/file", "rm -r /../board.conf", "/bin/cat /tmp/link",
+        "/bin/cat /../board.conf", "cp /tmp/link /tmp/copy", "cp /data/tirk/etc/sysconf/env /tmp/link",
+        "cp /data/tirk/etc/sysconf/env /tmp/absolute", "cp /data/tirk/etc/sysconf/env /tmp/relative/env",
+        "echo \"x\" >> /tmp/link", "echo \"x\" >> /tmp/relative/file", "echo \"x\" >> /tmp/loop",
+        "echo \"x\" >> /../board.conf"}) {
+    EXPECT_EQ(board_system(command), 1) << command;
+  }
+  for (const char* name : {"/tmp/absolute", "/tmp/relative/file", "/tmp/link", "/..", "/tmp/../..", "tmp", ""}) {
+    EXPECT_EQ(path(name), "") << name;
+  }
+  EXPECT_EQ(board_system("rm -r /tmp/absolute"), 0) << "the link itself";
+  EXPECT_EQ(board_system("rm -r /tmp"), 0);
+  EXPECT_EQ(outside.get("file"), "mine");
+  EXPECT_EQ(entries(outside.path()), 1);
+}
+
+TEST_F(VirtualShell, LinksAndDotsInsideAreFollowed) {
+  fs::create_directory_symlink("../log", root() / "tmp/logs");
+  EXPECT_EQ(path("/tmp/logs/../log//./x"), path("/log/x"));
+  EXPECT_EQ(board_system("mkdir -p /tmp/logs/old"), 0);
+  EXPECT_TRUE(fs::is_directory(root() / "log/old"));
+  char out[256];
+  const std::string exact = path("/log/x");
+  EXPECT_EQ(board_path("/log/x", out, exact.size()), -1) << "no room for the terminator";
+  EXPECT_EQ(board_path("/log/x", out, exact.size() + 1), 0);
+  struct stat byName = {}, byPath = {};
+  ASSERT_EQ(::stat(path("/log").c_str(), &byName), 0);
+  ASSERT_EQ(::stat((root() / "log").c_str(), &byPath), 0);
+  EXPECT_EQ(byName.st_ino, byPath.st_ino);
+}
+
+TEST_F(VirtualShell, HandsOverTheFirstLineOfTheOutput) {
+  char line[8];
+  EXPECT_EQ(board_command_line("/bin/cat /sys/class/fpga/fpga_conf", line, sizeof line), 2);
+  EXPECT_STREQ(line, "1\n");
+  m_directory.put("root/tmp/long", "0123456789\nx\n");
+  EXPECT_EQ(board_command_line("/bin/cat /tmp/long", line, sizeof line), 7);
+  EXPECT_STREQ(line, "0123456");
+  m_directory.put("root/tmp/empty", "");
+  EXPECT_EQ(board_command_line("/bin/cat /tmp/empty", line, sizeof line), 0);
+  EXPECT_STREQ(line, "");
+  EXPECT_EQ(board_command_line("/bin/cat /tmp/long", line, 1), 0);
+  EXPECT_EQ(board_command_line("/bin/cat /nothing", line, sizeof line), 0) << "it ran, and wrote nothing";
+  fail(Op::Shell, 1);
+  EXPECT_EQ(board_command_line("/bin/cat /tmp/long", line, sizeof line), -1);
+}
+
+int g_restarts = 0;
+std::string g_journalAtRestart;
+
+TEST_F(VirtualShell, ARebootPowersTheBoardOn) {
+  vboard::setRestartHandler([] {
+    ++g_restarts;
+    g_journalAtRestart = board().journal.text();
+  });
+  ASSERT_EQ(Flash_Init(), 0);
+  ASSERT_EQ(board_system("cp /data/tirk/etc/sysconf/pmxpara_factory /data/tirk/etc/sysconf/pmxpara_factory_tmp"), 0);
+  const uint8_t kept[] = {0x77};
+  ASSERT_EQ(WriteDataToFactoryTmpFlashx(0x003000, 1, kept), 0);
+  setFlash(0xB99000, bytes({0x55}));
+  setFpga(0x1DE, bytes({0x5A}));
+  setEnv("firstboot", "1");
+  m_directory.put("root/etc/init.d/flag_fpgaload", "");
+  ASSERT_EQ(board().cards->setChain(2, 1, 128, 64), 0);
+  clearJournal();
+
+  fail(Op::Shell, 1);
+  EXPECT_EQ(board_system("reboot -f"), -1);
+  EXPECT_EQ(g_restarts, 0);
+  EXPECT_EQ(board_system("reboot -f"), 0);
+  EXPECT_EQ(g_restarts, 1);
+  EXPECT_EQ(g_journalAtRestart, "sh reboot -f failed -1\nsh reboot -f\n");
+  EXPECT_EQ(flash(0x003000, 1), bytes({0x77}));
+  EXPECT_EQ(flash(0xB99000, 1), bytes({0x00}));
+  EXPECT_FALSE(fs::exists(root() / "data/tirk/etc/sysconf/pmxpara_factory_tmp"));
+  EXPECT_FALSE(fs::exists(root() / "etc/init.d/flag_fpgaload"));
+  EXPECT_EQ(fpga(0x1DE, 1), bytes({0x00}));
+  EXPECT_EQ(fpga(0x1F, 1), bytes({0x04})) << "chains and links stay";
+  EXPECT_EQ(env("firstboot"), "1");
+
+  // A second one finds no factory image, and keeps what is there; nor does it take half an image.
+  setFlash(0xB99000, bytes({0x66}));
+  EXPECT_EQ(board_system("reboot -f"), 0);
+  m_directory.put("root/data/tirk/etc/sysconf/pmxpara_factory_tmp", "half");
+  EXPECT_EQ(board_system("reboot -f"), 0);
+  EXPECT_EQ(flash(0xB99000, 1), bytes({0x66}));
+}
+
+}  // namespace
