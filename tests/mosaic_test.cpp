@@ -1,0 +1,361 @@
+// The mosaic calculation on a board: mirrors, FPGA, flash and the order in which they change.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdio>
+#include <thread>
+
+#include "mcuctrace.h"
+#include "proto/screentables.h"
+#include "support/store_fixture.h"
+
+namespace TIRK_MCUC {
+namespace {
+
+using namespace testing_support;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr const char* kFinish = "=================== Finish CalculateParaOfSenderInMosaicMode ====================";
+constexpr const char* kInvalid = "=== CalculateParaOfSenderInMosaicMode ===Invalid Parameter! ";
+
+std::string operation(const char* device, uint32_t address, unsigned length) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%s w 0x%08x %u", device, address, length);
+  return text;
+}
+
+uint32_t countAddress(uint32_t port) {
+  return port < 4 ? 0x500000 + 0x20 * port : port < 8 ? 0x501000 + 0x20 * (port - 4) : 0x502000 + 0x20 * (port - 8);
+}
+
+std::vector<std::string> saveOperations(bool tag) {
+  std::vector<std::string> out{operation("flash", 0xA3B100, 512), operation("flash", 0xA61000, 512)};
+  if (tag) out.push_back(operation("flash", 0xB88000, 4));
+  out.push_back(operation("flash", 0xA3C000, 40960));
+  out.push_back(operation("flash", 0xA5C000, 768));
+  out.push_back("sh sync");
+  return out;
+}
+
+class Mosaic : public StoreTest {
+ protected:
+  void calculate(uint16_t rows, uint16_t columns, uint16_t cards, uint8_t mode, uint8_t masterSlave = 0) {
+    clearJournal();
+    store.CalculateParaOfSenderInMosaicMode({rows, columns, cards, mode, masterSlave});
+  }
+  ByteVector mirror(size_t offset, size_t length) const {
+    ByteVector out(length);
+    store.SendParameterReg.read(offset, out);
+    return out;
+  }
+  // One entry of a port's position table in the FPGA.
+  CardPosition entry(unsigned port, unsigned n) const {
+    const auto at = fpga(0x600000 + 0x1000 * port + 4 * n, 4);
+    return {readWord(&at[0]), readWord(&at[2])};
+  }
+  std::vector<unsigned> counts() const {
+    std::vector<unsigned> out;
+    for (unsigned port = 0; port < 10; ++port) out.push_back(readWord(fpga(countAddress(port), 2).data()));
+    return out;
+  }
+  std::vector<unsigned> roles() const {
+    std::vector<unsigned> out;
+    for (unsigned port = 0; port < 16; ++port) out.push_back(store.SendParameterReg.byte(sendpara::portRole(port)));
+    return out;
+  }
+};
+
+TEST_F(Mosaic, WorkedExample) {
+  calculate(4, 6, 10, 0);
+  EXPECT_EQ(mirror(0x24, 4), littleEndian({768, 512}));
+  EXPECT_EQ(mirror(0x2C, 2), littleEndian({768}));
+  for (unsigned port = 0; port < 10; ++port) {
+    const uint16_t y = port % 2 == 0 ? 0 : 256;
+    EXPECT_EQ(mirror(sendpara::portBlock(port), 8), littleEndian({768, 256, 0, y})) << port;
+    EXPECT_EQ(fpga(static_cast<uint32_t>(sendpara::portBlock(port)), 8), littleEndian({768, 256, 0, y})) << port;
+    EXPECT_EQ(entry(port, 5), (CardPosition{640, 0})) << port;
+    EXPECT_EQ(entry(port, 6), (CardPosition{640, 128})) << port;
+    EXPECT_EQ(entry(port, 1019), (CardPosition{0, 128})) << port;
+    EXPECT_EQ(entry(port, 1020), (CardPosition{0, 0})) << port << ": beyond the last repeat";
+  }
+  EXPECT_THAT(counts(), ElementsAre(12, 12, 12, 12, 12, 12, 12, 12, 12, 12));
+  const ByteVector record = bytes({1, 0x55, 0, 0, 0, 0, 128, 0, 128, 0, 4, 6, 0, 10, 0});
+  EXPECT_EQ(flash(0xC20040, 15), record);
+  EXPECT_THAT(store.ScreenParaReg.copy<15>(0), ::testing::ElementsAreArray(record));
+
+  EXPECT_EQ(flash(0xA3C000, 40960), fpga(0x600000, 40960)) << "saved as it was sent";
+  EXPECT_EQ(flash(0xA3B100 + 0x18, 430), mirror(0x18, 430));
+  for (const char* line : {"horizontal line: RowOrColInOnePort = 2 CardNumofOneCable = 12",
+                           " line: UsedPortNum = 2 LastPortRowOrColInOnePort = 2",
+                           " line: PortOffsetX = 0 PortOffsetY = 256", " line: LastPortWidth = 0 LastPortHeight = 256",
+                           "The used port number = 2 connect mode = 0", "cacl 0x3000000 0x02 end", kFinish}) {
+    EXPECT_EQ(logged(line), 1U) << line;
+  }
+}
+
+TEST_F(Mosaic, WritesFpgaAndFlashInTheStatedOrder) {
+  calculate(2, 5, 4, 1);
+  std::vector<std::string> expected{operation("flash", 0xC20040, 15)};
+  for (uint32_t port = 0; port < 10; ++port) {
+    expected.push_back(operation("fpga", countAddress(port), 1));
+    expected.push_back(operation("fpga", countAddress(port) + 1, 1));
+  }
+  for (uint32_t block = 0; block < 40; ++block) expected.push_back(operation("fpga", 0x600000 + 1024 * block, 1024));
+  expected.push_back(operation("fpga", 0x18, 430));
+  for (const auto& line : saveOperations(true)) expected.push_back(line);
+  EXPECT_EQ(operations(), expected);
+
+  // The log tells the same story.
+  const std::string text = log();
+  size_t at = 0;
+  for (const char* line :
+       {"Begin CalculateParaOfSenderInMosaicMode", "=== ScreenParaReg[14] = ", "vertical line: RowOrColInOnePort = ",
+        "The used port number = ", "Begin calculate Port X or Y", "Finish calculate Port X or Y",
+        "Begin calculate number para", "Weite CardNumEachPort 9 ", "Finish calculate number para",
+        "Begin calculate position para", "left up, v end...", "cacl 0x3000000 0x03 end",
+        "Finish calculate position para", "Begin calculate SlaveOrMaster para", "Finish calculate SlaveOrMaster para",
+        "Save para to flash, the type = 1", "Finish save para to flash", "Finish CalculateParaOfSenderInMosaicMode"}) {
+    const size_t found = text.find(line, at);
+    ASSERT_NE(found, std::string::npos) << line;
+    at = found;
+  }
+}
+
+TEST_F(Mosaic, TheLastPortAndItsRepeatsCarryFewerCards) {
+  calculate(7, 4, 8, 4);  // 2, 2, 2 and 1 rows, upwards
+  EXPECT_THAT(counts(), ElementsAre(8, 8, 8, 4, 8, 8, 8, 4, 8, 8));
+  EXPECT_EQ(mirror(sendpara::portBlock(9) + 4, 4), littleEndian({0, 128 + 256})) << "like port 1";
+  EXPECT_EQ(mirror(sendpara::portBlock(7) + 4, 4), littleEndian({0, 0})) << "the last port is at the top";
+  EXPECT_EQ(entry(7, 0), (CardPosition{0, 0}));
+  EXPECT_EQ(entry(8, 0), (CardPosition{0, 128})) << "bottom left of its own region";
+}
+
+TEST_F(Mosaic, AnOddWidthIsRoundedUpAndKept) {
+  store.setCardSize({101, 7});
+  calculate(1, 3, 3, 0);
+  EXPECT_EQ(mirror(0x24, 4), littleEndian({304, 7}));
+  EXPECT_EQ(mirror(0x2C, 2), littleEndian({303}));
+}
+
+TEST_F(Mosaic, ClearsWhatTheReportsShow) {
+  store.SendParameterReg.setByte(0x4A, 0x11);
+  store.SendParameterReg.setByte(0x9F, 0x22);
+  store.SendParameterReg.setByte(0x59, 0x33);
+  calculate(1, 1, 1, 0);
+  EXPECT_EQ(mirror(0x4A, 1), bytes({0}));
+  EXPECT_EQ(mirror(0x9F, 1), bytes({0}));
+  EXPECT_EQ(mirror(0x59, 1), bytes({0x33})) << "the ninth byte of a port block is not ours";
+}
+
+TEST_F(Mosaic, TheNumberTableKeepsWhatIsNoCount) {
+  setFpga(0x500000, repeated(128, 0xA1));
+  setFpga(0x501000, repeated(128, 0xA2));
+  setFpga(0x502000, repeated(128, 0xA3));
+  numberTable().fill(0, 768, 0xEE);
+  calculate(1, 1, 1, 0);
+  EXPECT_THAT(numberTable().copy<3>(0x20), ElementsAre(1, 0, 0xA1));
+  EXPECT_THAT(numberTable().copy<3>(0xE0), ElementsAre(1, 0, 0xA2));
+  EXPECT_THAT(numberTable().copy<3>(0x220), ElementsAre(1, 0, 0xA3));
+  EXPECT_THAT(numberTable().copy<2>(0x240), ElementsAre(0xA3, 0xA3)) << "port 10 has no count";
+  EXPECT_THAT(numberTable().copy<2>(0x100), ElementsAre(0xEE, 0xEE)) << "the common part is not read";
+  EXPECT_EQ(fpga(0x500000, 4), bytes({1, 0, 0xA1, 0xA1})) << "only the counts are written";
+
+  numberTable().fill(0, 768, 0xEE);
+  fail(vboard::Op::FpgaRead, 3);
+  calculate(1, 1, 1, 0);
+  EXPECT_THAT(numberTable().copy<3>(0x20), ElementsAre(1, 0, 0xEE)) << "unreadable: as the mirror had it";
+  EXPECT_THAT(numberTable().copy<3>(0x80), ElementsAre(1, 0, 0xA2));
+}
+
+TEST_F(Mosaic, ATablesUnusedEndKeepsWhatItHad) {
+  positionTable().fill(0, kPositionTableSize, 0xEE);
+  calculate(1, 5, 5, 0);  // 204 repeats of 5: 4 entries left
+  EXPECT_EQ(fpga(0x600000 + 4 * 1020, 16), repeated(16, 0xEE));
+  EXPECT_EQ(entry(0, 1019), (CardPosition{512, 0}));
+  EXPECT_EQ(fpga(0x609000, 4096), fpga(0x600000, 4096)) << "repeated ports are copies, their end included";
+}
+
+TEST_F(Mosaic, InvalidRequestsOnlyWriteThePortsAndSave) {
+  calculate(2, 2, 2, 0);
+  const auto before = store.SendParameterReg.image();
+  const auto record = store.ScreenParaReg.image();
+  const auto positions = positionTable().image();
+  auto expected = saveOperations(false);
+  expected.insert(expected.begin(), operation("fpga", 0x18, 430));
+  const MosaicRequest requests[] = {{0, 0, 0, 0, 0}, {4, 4, 17, 0, 0}, {40, 40, 50, 0, 0},
+                                    {4, 4, 4, 8, 0}, {4, 4, 0, 0, 0},  {41, 26, 1015, 0, 0}};
+  for (const MosaicRequest& request : requests) {
+    clearJournal();
+    store.CalculateParaOfSenderInMosaicMode(request);
+    EXPECT_EQ(operations(), expected) << request.rows << " x " << request.columns << ", " << request.cards;
+  }
+  store.setCardSize({0, 128});
+  calculate(2, 2, 2, 0);
+  EXPECT_EQ(operations(), expected) << "no card size";
+  EXPECT_EQ(logged(kInvalid), std::size(requests) + 1);
+  EXPECT_EQ(store.SendParameterReg.image(), before);
+  EXPECT_EQ(store.ScreenParaReg.image(), record);
+  EXPECT_EQ(positionTable().image(), positions);
+}
+
+TEST_F(Mosaic, MorePortsThanTablesEndTheCalculationAtTheFirstEntryBeyond) {
+  positionTable().fill(0, kPositionTableSize, 0xEE);
+  calculate(11, 2, 2, 0);
+  EXPECT_EQ(logged("ERROR:$$PortsTopoPara$$ out of memory!!!"), 1U);
+  EXPECT_EQ(logged("k = 10 i = 0 j = 0"), 1U);
+  EXPECT_EQ(logged(kFinish), 0U);
+  EXPECT_THAT(positionTable().copy<8>(9 * 4096), ElementsAre(0, 0, 0, 0, 128, 0, 0, 0)) << "up to the bound";
+  EXPECT_THAT(operations(), Not(Contains(StartsWith("fpga w 0x0060"))));
+  EXPECT_EQ(operations().size(), 21U) << "the record and the counts";
+  EXPECT_EQ(operations().front(), operation("flash", 0xC20040, 15));
+}
+
+TEST_F(Mosaic, RolesOfTheOutputPorts) {
+  calculate(2, 2, 2, 0, 1);
+  EXPECT_THAT(roles(), ::testing::Each(0x80)) << "a slave device";
+  EXPECT_EQ(logged("MasterSlaveVal 0x18: 0x80"), 1U);
+
+  store.GigaPhyLinkSta = 1U << 0 | 1U << 2 | 1U << 9 | 1U << 12;
+  calculate(2, 2, 2, 0);
+  EXPECT_THAT(roles(), ::testing::Each(0)) << "no automatic backup while the device has a role";
+
+  store.NormalBackupStatus = 1;
+  calculate(2, 2, 2, 0);  // uses ports 0 and 1
+  EXPECT_THAT(roles(), ElementsAre(0, 0, 0x80, 0, 0, 0, 0, 0, 0, 0x80, 0, 0, 0, 0, 0, 0));
+  EXPECT_EQ(fpga(0x1A, 1), bytes({0x80}));
+  EXPECT_EQ(fpga(0x101, 1), bytes({0x80}));
+}
+
+TEST_F(Mosaic, FailuresAreLoggedAndTheCalculationGoesOn) {
+  const auto run = [this] { calculate(4, 6, 10, 0); };
+  run();
+  const auto finished = [this] { return logged(kFinish); };
+  size_t runs = finished();
+  const auto goesOn = [&](unsigned long k) {
+    ASSERT_EQ(finished(), ++runs) << k;
+    ASSERT_EQ(operations().back(), "sh sync") << k;
+  };
+  EXPECT_EQ(sweep(vboard::Op::FlashWrite, run, goesOn), 15U) << "five regions, three tries each";
+  ++runs;  // the sweep's last run, in which something was left
+  EXPECT_GE(logged("write 02100001 to flash failed. driverRet = -1"), 1U);
+  EXPECT_EQ(sweep(vboard::Op::FlashRead, run, goesOn), 3U);
+}
+
+TEST_F(Mosaic, AnFpgaThatFailsIsToldOfAndTheFlashIsSaved) {
+  fail(vboard::Op::FpgaWrite, 1000);
+  calculate(4, 6, 10, 0);
+  fail(vboard::Op::FpgaWrite, 0);
+  EXPECT_EQ(logged("=== CardNumEachPort ===write to FPGA failed! ret = -1"), 1U);
+  EXPECT_EQ(logged("write position para of port 9 to FPGA failed! ret = -1"), 1U);
+  EXPECT_EQ(flash(0xA3C000 + 4, 4), littleEndian({128, 0}));
+  EXPECT_EQ(logged(kFinish), 1U);
+}
+
+TEST_F(Mosaic, ScreenSizeFromTheGrid) {
+  store.setCardSize({64, 33});
+  setFlash(0xD17000, bytes({41}));
+  setFpga(0x28, bytes({1, 2, 3, 4}));
+  store.SendParameterReg.setDword(0x28, 0x04030201);
+  store.CalculateParaGetSreenSize({3, 5, 15, 0, 0});
+  std::vector<std::string> expected{operation("fpga", 0x28, 4), operation("flash", 0xC20000, 8),
+                                    operation("flash", 0xD17000, 1)};
+  for (const auto& line : saveOperations(true)) expected.push_back(line);
+  expected.push_back(operation("fpga", 0x1EC, 4));
+  EXPECT_EQ(operations(), expected);
+  EXPECT_EQ(flash(0xC20000, 8), littleEndian32({320, 99}));
+  EXPECT_EQ(flash(0xD17000, 1), bytes({42}));
+  EXPECT_EQ(mirror(0x1EC, 4), littleEndian({320, 99}));
+  EXPECT_EQ(mirror(0x24, 4), littleEndian({320, 99}));
+  EXPECT_EQ(fpga(0x1EC, 4), littleEndian({320, 99}));
+  EXPECT_EQ(fpga(0x28, 4), repeated(4, 0));
+  EXPECT_EQ(mirror(0x28, 4), repeated(4, 0));
+
+  store.CalculateParaGetSreenSize({0, 5, 15, 0, 0});
+  EXPECT_EQ(flash(0xC20000, 8), littleEndian32({128, 128})) << "a screen without cards";
+  EXPECT_EQ(logged(" Change Kadrend Card : DVI_Width =128; DVI_Height =128"), 1U);
+
+  clearJournal();
+  store.CalculateParaGetSreenSize({3, 1024, 15, 0, 0});
+  EXPECT_THAT(operations(), IsEmpty()) << "65 536 wide: nothing changes";
+  EXPECT_EQ(mirror(0x1EC, 4), littleEndian({128, 128}));
+}
+
+TEST_F(Mosaic, CardSizeFromTheFirstLinkedCard) {
+  fitCards(3, 256, 192);
+  fitCards(5, 64, 32);
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), 0);
+  EXPECT_EQ(store.cardSize(), (CardSize{256, 192}));
+
+  fitCards(3, 0, 192);
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), -1);
+  EXPECT_EQ(store.cardSize(), (CardSize{256, 192})) << "a width of 0 is no answer";
+  EXPECT_EQ(logged("=== Read receive card Fail, ReceiveCardWidth&Height 0 ===="), 1U);
+
+  fail(vboard::Op::CardRead, 9);
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), -1);
+  fail(vboard::Op::CardRead, 0);
+  EXPECT_EQ(store.cardSize(), (CardSize{128, 128})) << "a card that does not answer";
+
+  store.setCardSize({7, 9});
+  store.GigaPhyLinkSta = 1U << 12;
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), -1);
+  EXPECT_EQ(store.cardSize(), (CardSize{7, 9})) << "only a port without a table is linked";
+
+  store.GigaPhyLinkSta = 0;
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), -1);
+  EXPECT_EQ(store.cardSize(), (CardSize{128, 128})) << "nothing is linked";
+}
+
+TEST_F(Mosaic, CardSizeOverFibre) {
+  fitCards(6, 320, 160);
+  store.GigaPhyLinkSta = 0;
+  store.Fiber2BelowLinkStatus_buff = 1U << 6;
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), 0);
+  EXPECT_EQ(store.cardSize(), (CardSize{320, 160}));
+
+  // An optical module that is up: port 0 is asked, which has no link.
+  setFpga(0x1D7, bytes({0x81}));
+  EXPECT_EQ(store.GetRecvCardSize_EnvNew(), -1);
+  EXPECT_EQ(store.OptModuleLinkSta, 0x81);
+  EXPECT_EQ(store.cardSize(), (CardSize{128, 128}));
+  for (const uint8_t state : {uint8_t{0x80}, uint8_t{0x0F}, uint8_t{0x51}}) {
+    setFpga(0x1D7, {state});
+    EXPECT_EQ(store.GetRecvCardSize_EnvNew(), 0) << int{state} << ": not up";
+  }
+}
+
+// Another thread sees one layout or the other, never parts of both.
+TEST_F(Mosaic, ReadersSeeWholeLayouts) {
+  g_logLevel = 4;
+  std::atomic<bool> done{false};
+  std::atomic<int> torn{0};
+  std::thread reader([&] {
+    while (!done) {
+      const auto block = store.SendParameterReg.image();
+      const uint16_t width = readWord(&block[0x2C]);
+      for (unsigned port = 0; port < 10; ++port) torn += readWord(&block[sendpara::portBlock(port)]) != width;
+      const auto table = positionTable().image();
+      for (size_t port = 1; port < 10; ++port) {
+        torn += !std::equal(table.begin(), table.begin() + 4096, table.begin() + static_cast<long>(4096 * port));
+      }
+      const CardSize card = store.cardSize();
+      torn += card.width != card.height;
+    }
+  });
+  for (int i = 0; i < 40; ++i) {
+    const auto side = static_cast<uint16_t>(i % 2 == 0 ? 64 : 100);
+    store.setCardSize({side, side});
+    calculate(2, static_cast<uint16_t>(i % 2 == 0 ? 8 : 3), 6, 0);
+    calculate(2, static_cast<uint16_t>(i % 2 == 0 ? 8 : 3), static_cast<uint16_t>(i % 2 == 0 ? 16 : 6), 0);
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(torn, 0);
+}
+
+}  // namespace
+}  // namespace TIRK_MCUC
