@@ -1,0 +1,110 @@
+// The driver's clock operations, in local time, on the board's clock.
+#include <gmock/gmock.h>
+
+#include <ctime>
+
+#include "driverutil.h"
+#include "support/board_fixture.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+
+class ClockTest : public BoardTest {
+ protected:
+  static void setZone(const char* zone) {
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  static void set(const char* text) {
+    tm local{};
+    strptime(text, "%Y-%m-%d %H:%M:%S", &local);
+    local.tm_isdst = -1;
+    vboard::board().clock.set(int64_t{mktime(&local)} * 1000000 + 100000);
+  }
+  static std::string now() {
+    const auto seconds = static_cast<time_t>(vboard::board().clock.nowUs() / 1000000);
+    tm local{};
+    localtime_r(&seconds, &local);
+    char text[32];
+    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    return text;
+  }
+  static std::string read() {
+    char text[64];
+    const auto field = [](int index) { return static_cast<unsigned>(DriverUtil::getInstance()->ReadTime(index)); };
+    snprintf(text, sizeof text, "%u-%u-%u %u:%u:%u w%u", field(0), field(1), field(2), field(3), field(4), field(5),
+             field(6));
+    return text;
+  }
+
+  DriverUtil& driver = *DriverUtil::getInstance();
+};
+
+TEST_F(ClockTest, ReadsTheFieldsOfLocalTime) {
+  setZone("CST-8");
+  const struct {
+    const char* clock;
+    const char* fields;
+  } cases[] = {
+      {"2000-01-01 00:00:00", "0-1-1 0:0:0 w7"},
+      {"2024-02-29 23:59:01", "24-2-29 23:59:1 w5"},
+      {"2026-03-08 12:34:56", "26-3-8 12:34:56 w1"},
+      {"2037-12-31 07:08:09", "37-12-31 7:8:9 w5"},
+  };
+  for (const auto& row : cases) {
+    set(row.clock);
+    EXPECT_EQ(read(), row.fields);
+  }
+  EXPECT_EQ(driver.ReadTime(7), 0);
+  EXPECT_EQ(driver.ReadTime(-1), 0);
+}
+
+TEST_F(ClockTest, SetsFieldsAndNormalisesWhatIsOutOfRange) {
+  setZone("CST-8");
+  const struct {
+    uint8_t fields[3];
+    bool date;
+    const char* result;
+  } cases[] = {
+      {{1, 2, 3}, false, "2026-03-08 01:02:03"},   {{25, 0, 0}, false, "2026-03-09 01:00:00"},
+      {{0, 60, 0}, false, "2026-03-08 01:00:00"},  {{255, 255, 255}, false, "2026-03-18 19:19:15"},
+      {{24, 2, 29}, true, "2024-02-29 12:34:56"},  {{23, 2, 29}, true, "2023-03-01 12:34:56"},
+      {{99, 12, 31}, true, "2099-12-31 12:34:56"}, {{0, 1, 1}, true, "2000-01-01 12:34:56"},
+      {{26, 13, 1}, true, "2027-01-01 12:34:56"},  {{26, 0, 0}, true, "2025-11-30 12:34:56"},
+  };
+  for (const auto& row : cases) {
+    set("2026-03-08 12:34:56");
+    const auto& [a, b, c] = row.fields;
+    row.date ? driver.WriteDate(a, b, c) : driver.WriteTime(a, b, c);
+    EXPECT_EQ(now(), row.result);
+  }
+  const auto fraction = vboard::board().clock.nowUs() % 1000000;
+  EXPECT_TRUE(fraction >= 100000 && fraction < 900000) << fraction;  // the microseconds were kept
+}
+
+TEST_F(ClockTest, DaylightSavingIsThatOfTheNewTime) {
+  setZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  set("2026-01-15 12:00:00");  // winter
+  driver.WriteDate(26, 7, 15);
+  EXPECT_EQ(now(), "2026-07-15 12:00:00");
+  driver.WriteTime(8, 30, 0);
+  EXPECT_EQ(now(), "2026-07-15 08:30:00");
+  driver.WriteDate(26, 12, 24);
+  EXPECT_EQ(now(), "2026-12-24 08:30:00");
+}
+
+TEST_F(ClockTest, WeekdayRewritesTheCurrentTime) {
+  setZone("UTC0");
+  set("2026-03-08 12:34:56");
+  clearJournal();
+  driver.WriteWeekday(4);
+  EXPECT_EQ(now(), "2026-03-08 12:34:56");
+  EXPECT_EQ(driver.ReadTime(6), 1);
+  EXPECT_THAT(journal(), testing::HasSubstr("clock set 2026-03-08 12:34:56\n"));
+  EXPECT_EQ(logged("WriteWeekday: time = Sun Mar  8 12:34:56 2026\n"), 1U);
+  EXPECT_EQ(logged("WriteWeekday End."), 1U);
+}
+
+}  // namespace
