@@ -403,7 +403,7 @@ TEST_F(FeatureWrite, SerialTimeoutIsTakenWithinItsRange) {
     EXPECT_EQ(Brightness::DevComLinkState, 1);
     EXPECT_EQ(lines.size() > 1, test.saved);
     EXPECT_EQ(lines.back(), kSave);
-    if (test.saved) EXPECT_THAT(lines.front(), StartsWith("flash w 0x00b8b000"));
+    EXPECT_THAT(lines.front(), StartsWith(test.saved ? "flash w 0x00b8b000" : kSave));
   }
   setMirror(0x3F, bytes({77}));
   put(0x60, bytes({1}));
@@ -436,7 +436,7 @@ TEST_F(FeatureWrite, GoesOnWithoutTheFpga) {
   EXPECT_EQ(mirror(0x1EC, 4), word(1820) + word(1000));
   EXPECT_EQ(storedSize(), sizeRecord(1820, 1000));
   EXPECT_EQ(flash(0xA3B118, 4), repeated(4, 0x80));
-  EXPECT_EQ(flash(0xA3B1F8, 1), bytes({1}));
+  EXPECT_EQ(flash(0xA3B2F8, 1), bytes({1}));
   EXPECT_EQ(logged("Finish write feature info"), 2U);
   EXPECT_THAT(log(), HasSubstr("Write to FPGA 0x104+3 the ret = -1 data = 128"));
 }

@@ -1,0 +1,248 @@
+// The feature space: what a read answers and refreshes, which writes are reported at once, and its bounds.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "apipc.h"
+#include "driverutil.h"
+#include "linkstate.h"
+#include "process/tprocess_ctl.h"
+#include "proto/addr_featureregister.h"
+#include "proto/data_common.h"
+#include "stub/stubutil.h"
+#include "support/board_fixture.h"
+#include "virtual/lights.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr uint32_t kQxt = 0x010A3900;
+
+struct Answer {
+  int result;
+  uint8_t ack;
+  ByteVector data;
+};
+
+class FeatureSpace : public BoardTest {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(DriverUtil::getInstance()->initialize());
+    setMirror(0, repeated(512, 0x11));
+    setFpga(0, repeated(0x400, 0x22));
+  }
+  static Answer send(IMD_proto3rd request) {
+    if (request.proto.m_ucCode == kCodeRead) request.proto.m_data.clear();
+    const int result = Addr_FeatureRegister::Ssh_cmd(&request, nullptr, 0);
+    return {result, request.proto.m_ucAck, request.proto.m_data};
+  }
+  static Answer read(size_t offset, size_t length) {
+    return send(readRequest(0x02000000 + static_cast<uint32_t>(offset), static_cast<uint16_t>(length)));
+  }
+  static Answer write(size_t offset, const ByteVector& data, uint32_t sender = 0x010C0001) {
+    return send(writeRequest(0x02000000 + static_cast<uint32_t>(offset), data, sender));
+  }
+  static ByteVector mirror(size_t offset, size_t length) {
+    ByteVector out(length);
+    Data_Global::getInstance()->SendParameterReg.read(offset, out);
+    return out;
+  }
+  static void setMirror(size_t offset, const ByteVector& data) {
+    Data_Global::getInstance()->SendParameterReg.write(offset, data);
+  }
+};
+
+TEST_F(FeatureSpace, ReadThatReachesTheBusEndRefreshesFromTheBus) {
+  const struct {
+    size_t offset, length;
+    bool refreshed;
+  } kCases[] = {{480, 20, true}, {480, 16, false}, {480, 17, true}, {492, 5, true}, {493, 19, false}, {496, 16, false}};
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(::testing::Message() << test.offset << " + " << test.length);
+    setMirror(480, repeated(32, 0x11));
+    const Answer answer = read(test.offset, test.length);
+    EXPECT_EQ(answer.result, 0);
+    ByteVector expected = repeated(test.length, 0x11);
+    if (test.refreshed) std::fill_n(expected.begin(), 496 - test.offset, uint8_t{0x22});
+    EXPECT_EQ(answer.data, expected) << "from 496 on the mirror has bytes of its own";
+    EXPECT_EQ(mirror(test.offset, test.length), expected);
+    EXPECT_EQ(mirror(480, test.offset - 480), repeated(test.offset - 480, 0x11));
+  }
+}
+
+TEST_F(FeatureSpace, WholeBlockHasClockHiddenBytesAndLinks) {
+  vboard::board().clock.set(int64_t{1'800'000'000} * 1'000'000);
+  linkState().fiber1 = 0x8421;
+  linkState().fiber2 = 0x0100;
+  const Answer answer = read(0, 512);
+  ASSERT_EQ(answer.data.size(), 512U);
+  EXPECT_EQ(ByteVector(answer.data.begin() + 1, answer.data.begin() + 11), repeated(10, 0xFF));
+  EXPECT_EQ(ByteVector(answer.data.begin() + 13, answer.data.begin() + 15), repeated(2, 0xFF));
+  EXPECT_EQ(answer.data[0], 0x22);
+  EXPECT_EQ(answer.data[11], 0x22);
+  EXPECT_EQ(answer.data[0x11], 0x27) << "the year of the board's clock";
+  EXPECT_EQ(answer.data[0x12], 0x01);
+  EXPECT_EQ(answer.data[0x17], 0x22) << "behind the clock";
+  EXPECT_EQ(answer.data[31], 0x23);
+  EXPECT_EQ(answer.data[159], 0x22);
+  EXPECT_EQ(answer.data[294], 0x27);
+  EXPECT_EQ(answer.data[295], 0x2A);
+  EXPECT_EQ(mirror(0x11, 2), bytes({0x27, 0x01}));
+  EXPECT_EQ(mirror(1, 10), repeated(10, 0xFF));
+
+  linkState().fiber1 = 0;
+  linkState().fiber2 = 0;
+  EXPECT_EQ(read(31, 1).data, bytes({0x22})) << "a link that is lost disappears";
+}
+
+TEST_F(FeatureSpace, LightSensorIsReadByItsOwnReadOnly) {
+  vboard::board().lights->setBoard(0x9234);
+  EXPECT_EQ(read(15, 1).data, bytes({0x11}));
+  EXPECT_EQ(read(14, 3).data, bytes({0xFF, 0x11, 0x11}));
+  EXPECT_EQ(read(15, 2).data, bytes({0x34, 0x92}));
+  EXPECT_EQ(mirror(15, 2), bytes({0x34, 0x92}));
+
+  fail(vboard::Op::Light, 1);
+  const Answer answer = read(15, 2);
+  EXPECT_EQ(answer.result, 0);
+  EXPECT_EQ(answer.data, bytes({0, 0}));
+  EXPECT_EQ(mirror(15, 2), bytes({0, 0}));
+  EXPECT_EQ(logged("=====find senior error====="), 1U);
+}
+
+TEST_F(FeatureSpace, FailedRefreshAnswersNothing) {
+  const ByteVector before = mirror(0, 512);
+  fail(vboard::Op::FpgaRead, 3);
+  const Answer answer = read(0, 512);
+  EXPECT_EQ(answer.result, 4);
+  EXPECT_EQ(answer.ack, 4);
+  EXPECT_TRUE(answer.data.empty());
+  EXPECT_EQ(mirror(0, 512), before);
+  fail(vboard::Op::FpgaRead, 3);
+  EXPECT_EQ(read(0x24, 4).result, 0) << "does not need the bus";
+}
+
+TEST_F(FeatureSpace, RefusesWhatLeavesTheBlock) {
+  const struct {
+    size_t offset, length;
+    int result;
+  } kCases[] = {{0, 512, 0},    {511, 1, 0},    {0, 513, 5},       {511, 2, 5},  {512, 1, 5},
+                {0x104B, 1, 5}, {0xFFFF, 1, 5}, {0xFFFF, 1024, 5}, {0, 1025, 6}, {0, 0, 6}};
+  clearJournal();
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(::testing::Message() << test.offset << " + " << test.length);
+    const Answer answer = read(test.offset, test.length);
+    EXPECT_EQ(answer.result, test.result);
+    EXPECT_EQ(answer.ack, test.result == 0 ? 0 : 4);
+    EXPECT_EQ(answer.data.size(), test.result == 0 ? test.length : 0);
+
+    const Answer written = write(test.offset, repeated(test.length, 0x77));
+    EXPECT_EQ(written.result, test.result);
+    EXPECT_EQ(written.ack, test.result == 0 ? 0 : 4);
+  }
+  IMD_proto3rd empty = writeRequest(0x02000010, {});
+  empty.proto.m_usValidDataLength = 1;
+  EXPECT_EQ(send(empty).result, 7);
+  EXPECT_EQ(logged("=== WriteFeatureInfomation ===invalid data"), 1U);
+  EXPECT_EQ(Addr_FeatureRegister::DoFeatureInfo(nullptr, nullptr, 0), 4);
+  EXPECT_EQ(logged("============================ Begin add DoFeatureInfoKey message to list"), 3U);
+}
+
+TEST_F(FeatureSpace, NoticeIsAnsweredAlthoughItHasNoResult) {
+  const Answer answer = read(0x4B, 1);
+  EXPECT_EQ(answer.result, -1);
+  EXPECT_EQ(answer.ack, 0);
+  EXPECT_EQ(answer.data, bytes({0}));
+  EXPECT_EQ(read(0x4B, 2).data, bytes({0x11, 0x11}));
+}
+
+TEST_F(FeatureSpace, HostOffsetsOfTheBypassModeAreReportedAtOnce) {
+  ASSERT_EQ(apipc_init(taskIdentifier(kTaskKadrend), 0), 0);
+  ASSERT_TRUE(StubUtil::getInstance()->creatIMDComm());
+  const struct {
+    size_t offset;
+    ByteVector data;
+    int mode;
+    uint32_t sender;
+    const char* report;  // null: none
+  } kCases[] = {
+      {0x28, bytes({10, 0, 20, 0}), 1, 0x010C0001, "f6ffffffecffffff"},
+      {0x28, bytes({10, 1}), 2, 0x010C0001, "f6feffff00feffff"},
+      {0x2A, bytes({0xFF, 0xFF}), 0xFF, 0x010C0001, "00ffffff0100ffff"},
+      {0x28, bytes({0, 0, 0, 0}), 1, 0x020A3900, "0000000000000000"},  // of another board
+      {0x28, bytes({10, 0, 20, 0}), 1, kQxt, nullptr},
+      {0x28, bytes({10, 0, 20, 0}), 0, 0x010C0001, nullptr},
+      {0x28, bytes({10}), 1, 0x010C0001, nullptr},
+      {0x28, bytes({10, 0, 20}), 1, 0x010C0001, nullptr},
+      {0x2A, bytes({10, 0, 20, 0}), 1, 0x010C0001, nullptr},
+      {0x29, bytes({10, 0}), 1, 0x010C0001, nullptr},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(::testing::Message() << test.offset << " mode " << test.mode << " size " << test.data.size());
+    setMirror(0x28, bytes({0x00, 0x01, 0x00, 0x02}));
+    setMirror(0x1F0, repeated(8, 0x11));
+    setMirror(0x1F8, bytes({test.mode}));
+    clearJournal();
+    EXPECT_EQ(write(test.offset, test.data, test.sender).result, 0);
+    if (test.report == nullptr) {
+      EXPECT_EQ(journal(), "");
+      EXPECT_EQ(mirror(0x1F0, 8), repeated(8, 0x11));
+    } else {
+      EXPECT_THAT(journal(), HasSubstr("ipc s 0x010a3900"));
+      EXPECT_THAT(journal(), HasSubstr(std::string("f0010002") + "0800" + test.report));
+      EXPECT_NE(mirror(0x1F0, 8), repeated(8, 0x11));
+    }
+    EXPECT_EQ(mirror(0x28, 4), bytes({0x00, 0x01, 0x00, 0x02})) << "only the worker changes them";
+  }
+}
+
+// A worker stores into the mirror first and sends to the bus afterwards; a read in between must not bring back what the
+// bus held before.
+TEST_F(FeatureSpace, RefreshNeverUndoesAWriteThatIsUnderWay) {
+  std::atomic<bool> writing{false};
+  std::atomic<bool> finish{false};
+  std::thread worker([&] {
+    CMutexGuardT busy(Tprocess_ctl::getInstance()->m_mutex);
+    setMirror(0x60, bytes({0x99}));
+    writing = true;
+    while (!finish) std::this_thread::yield();
+  });
+  while (!writing) std::this_thread::yield();
+  EXPECT_EQ(read(0, 512).data[0x60], 0x22) << "the bus's byte is answered";
+  EXPECT_EQ(mirror(0x60, 1), bytes({0x99}));
+  finish = true;
+  worker.join();
+}
+
+TEST_F(FeatureSpace, ReadsSeeWholeWrites) {
+  setMirror(0x60, repeated(8, 0));
+  setFpga(0x60, repeated(8, 0));
+  std::atomic<bool> done{false};
+  std::thread worker([&] {
+    for (int k = 0; k < 200; ++k) {
+      CMutexGuardT busy(Tprocess_ctl::getInstance()->m_mutex);
+      const ByteVector data = repeated(8, static_cast<uint8_t>(k));
+      Data_Global::getInstance()->DoWriteFeatureInfo(0x02000060, 8, data.data());
+    }
+    done = true;
+  });
+  do {
+    for (const size_t length : {size_t{512}, size_t{0x70}}) {
+      const ByteVector block = read(0, length).data;
+      ASSERT_EQ(block.size(), length);
+      ASSERT_EQ(ByteVector(block.begin() + 0x60, block.begin() + 0x68), repeated(8, block[0x60]));
+    }
+  } while (!done);
+  worker.join();
+  EXPECT_EQ(mirror(0x60, 8), repeated(8, 199));
+  EXPECT_EQ(flash(0xA3B160, 8), repeated(8, 199));
+}
+
+}  // namespace
