@@ -28,15 +28,6 @@
 
 namespace TIRK_MCUC {
 
-namespace {
-
-// Spaces that own their whole top byte; the others own 65 536 addresses.
-bool ownsTopByte(uint32_t key) {
-  return key == 0x0E000000 || key == 0x0F000000 || key == 0xF0000000 || key == 0xF1000000;
-}
-
-}  // namespace
-
 int Ssh_checkFun(Fcheck_func* check, IMD_proto3rd* request) {
   const int32_t length = request->proto.m_usValidDataLength;
   if (length < check->cmdLen.cmdLenMin || length > check->cmdLen.cmdLenMax) {
@@ -55,6 +46,14 @@ int Ssh_checkFun(Fcheck_func* check, IMD_proto3rd* request) {
 Tshl_ctl* Tshl_ctl::getInstance() {
   static NoDestroy<Tshl_ctl> instance;
   return &instance.get();
+}
+
+template <class Space>
+void Tshl_ctl::add(uint32_t base, const char* name, const char* description) {
+  assert(m_used + 1 < cmd_root.size());
+  m_spaces[m_used] = Space::getInstance();
+  cmd_root[m_used] = {base, name, description, 0, {}, {}, nullptr, Space::Ssh_cmd, Space::Ssh_print, nullptr};
+  ++m_used;
 }
 
 Tshl_ctl::Tshl_ctl() {
@@ -84,22 +83,22 @@ Tshl_ctl::Tshl_ctl() {
   add<Addr_CardProgmaSpaceRegister>(0x18200000, "ccardprogspace", "csendcard programm space register");
 }
 
-void Tshl_ctl::add(uint32_t base, const char* name, const char* description, const RegisterSpace* space,
-                   decltype(Fshl_cmd::called_fun) handler, decltype(Fshl_cmd::print_fun) printer) {
-  assert(m_used + 1 < cmd_root.size());
-  Fshl_cmd& entry = cmd_root[m_used];
-  entry.RegisterAddr = base;
-  entry.cmd_str = name;
-  entry.cmd_exp = description;
-  entry.called_fun = handler;
-  entry.print_fun = printer;
-  m_spaces[m_used] = space;
-  ++m_used;
-}
-
 bool Tshl_ctl::initialize() {
   for (uint32_t i = 0; cmd_root[i].cmd_str != nullptr; ++i) m_mapProtoShl[cmd_root[i].RegisterAddr] = {i, &cmd_root[i]};
   return true;
+}
+
+uint32_t Tshl_ctl::spaceMask(uint32_t address) {
+  constexpr uint32_t kTopByte = 0xFF000000;
+  switch (address & kTopByte) {
+    case 0x0E000000:
+    case 0x0F000000:
+    case 0xF0000000:
+    case 0xF1000000:
+      return kTopByte;
+    default:
+      return 0xFFFF0000;
+  }
 }
 
 int Tshl_ctl::Ssh_StartSendCard(IMD_proto3rd* request) {
@@ -109,8 +108,7 @@ int Tshl_ctl::Ssh_StartSendCard(IMD_proto3rd* request) {
   }
   TRACE_INFO("============================= Begin SendCard Task ===============================");
   const uint32_t address = request->proto.m_uiRegisterUnitAddress;
-  uint32_t key = address & 0xFF000000;
-  if (!ownsTopByte(key)) key = address & 0xFFFF0000;
+  const uint32_t key = address & spaceMask(address);
   TRACE_INFO("Recv Register Address : " << hex << address << " length : " << hex
                                         << int{request->proto.m_usValidDataLength});
   const auto found = m_mapProtoShl.find(key);

@@ -72,6 +72,8 @@ class Tshl_ctl {
   bool initialize();                                                             // true; builds the map
   const std::array<Fshl_cmd, 71>& table() const { return cmd_root; }             // for kadctl and the documents
   const RegisterSpace* space(size_t index) const { return m_spaces.at(index); }  // of a table entry
+  // What of an address selects its space: the top byte for spaces that own all of it, else the top 16 bits.
+  static uint32_t spaceMask(uint32_t address);
 
   // Dispatch by device type 0, 1, 2, 3, 4. Read data and ack go into the request.
   int Ssh_StartSendCard(IMD_proto3rd* request);
@@ -86,15 +88,11 @@ class Tshl_ctl {
   template <class T>
   friend class NoDestroy;
   Tshl_ctl();
-  void add(uint32_t base, const char* name, const char* description, const RegisterSpace* space,
-           decltype(Fshl_cmd::called_fun) handler, decltype(Fshl_cmd::print_fun) printer);
   template <class Space>
-  void add(uint32_t base, const char* name, const char* description) {
-    add(base, name, description, Space::getInstance(), Space::Ssh_cmd, Space::Ssh_print);
-  }
+  void add(uint32_t base, const char* name, const char* description);
 
   std::array<Fshl_cmd, 71> cmd_root;
-  std::array<const RegisterSpace*, 71> m_spaces{};  // beside cmd_root; null where there is none
+  std::array<const RegisterSpace*, 71> m_spaces{};  // beside cmd_root
   size_t m_used = 0;
   MAP_INT_Fshl_cmd m_mapProtoShl;
 };
