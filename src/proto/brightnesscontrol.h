@@ -1,0 +1,166 @@
+// The brightness controllers: which mode is active, the alarm over the schedule's nodes, the sensors, the
+// serial-control watchdogs, and the output to the cards.
+//
+// One recursive mutex guards everything here; it is released during pauses towards the cards. Host writes come on the
+// worker, poll steps on the flag thread. What a controller works from is a plan that was parsed whole when the mode was
+// (re)started, so that a block being received never mixes with the one in force.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+
+#include "mcucmutex.h"
+#include "proto/brightnessplan.h"
+#include "proto/tshl_ctl.h"
+
+namespace TIRK_MCUC {
+
+// Receiving-card registers.
+constexpr uint32_t kCardGlobalBrightness = 0x02000001;  // 0..255
+constexpr uint32_t kCardScreenBlack = 0x02000100;       // 0xFF black, 0 normal
+
+class BrightnessControl {
+ public:
+  static BrightnessControl& getInstance();
+  BrightnessControl(const BrightnessControl&) = delete;
+  BrightnessControl& operator=(const BrightnessControl&) = delete;
+
+  // --- worker, request thread: the table and its region (brightnessstore.cpp)
+  // Applies a host's write. What is not whole and legal is an Error line and changes nothing.
+  void SetBrightnessAdjustTable(uint32_t addr, int length, const uint8_t* data);
+  void SaveBrightnessPara();  // writes the table back into its region; not when that cannot be read
+  void copyTable(size_t offset, MutableBytes out);  // offset + size at most 512
+
+  // --- flag thread (brightnessschedule.cpp, brightnesssensor.cpp)
+  void UpdataBrightnessPara(uint8_t storedTimeout);  // first poll: loads the table, selects the mode
+  void pollSecond();                                 // once a second: watchdogs, sensor and re-broadcast counters
+  void TimeToOver_Handler();                         // every 2 s: the alarm
+  void armSensorReading();                           // every 20 s in sensor mode
+  void ProgrammableBrightnessAdjust();               // once a second each, in this order
+  void AutoBrightnessAdjust();
+  void MixBrightnessAdjust();
+
+  // --- output (brightnessoutput.cpp); any thread
+  static int NewSendReceiveCardPara(uint32_t RegStartAddr, uint8_t PortAddr, uint16_t BoardAddr, uint16_t Num,
+                                    const uint8_t* ParaPtr);
+  // 18-byte packet to the cards of one port through the packet registers.
+  static void AdjustCurrentComponentBrightness(uint8_t PortAddress, uint8_t RBrightness, uint8_t GBrightness,
+                                               uint8_t BBrightness, uint8_t VRBrightness);
+  // One sensor: 1 and its lux, or 0. PortAddr below 10, SensorAddr below 6.
+  static int ReadEnvironmentLux(uint8_t Pos, uint8_t PortAddr, uint16_t BoardAddr, uint8_t SensorAddr, uint16_t* pVal);
+
+  std::atomic<uint8_t> LocalAddr{0};          // device address for serial control
+  std::atomic<uint8_t> UartDiscOvertime{40};  // seconds
+  std::atomic<uint8_t> DevComLinkState{0};    // serial-control activity since the last second
+  std::atomic<uint8_t> LastGlobalBri{0};      // last global brightness sent, 0..255
+
+ private:
+  template <class T>
+  friend class NoDestroy;
+  BrightnessControl() = default;
+  using Guard = CMutexGuardT<CMutexThreadRecursive>;
+
+  // One reading of the board's clock, in local time.
+  struct ClockSnapshot {
+    time_t seconds = 0;
+    tm local{};
+    uint8_t hourBcd() const { return toBcd(static_cast<unsigned>(local.tm_hour)); }
+    uint8_t minuteBcd() const { return toBcd(static_cast<unsigned>(local.tm_min)); }
+  };
+  static ClockSnapshot readClock();
+
+  // --- table and region
+  bool ensureTable();
+  bool readRegion(MutableBytes out);
+  void storeModeByte(uint8_t mode);
+  void storePiece(uint32_t k, Bytes piece);
+  void noteTransfer(uint32_t k, Bytes piece);
+  bool transferEndsWith(uint32_t k, size_t length) const;
+  void applyMixedWrite(uint32_t k, Bytes data);
+  void switchMixedControl(bool on);
+  void applySchedule();
+  void applySensor();
+  void switchEverythingOff();
+  void allModesOff();
+  void BriAdjustModeProcess();
+
+  // --- controllers
+  void BrightnessAdjustInit();
+  void startSchedule(const ClockSnapshot& now);
+  void startMixed(const ClockSnapshot& now);
+  void applyScheduleNode(const ScheduleNode& node);
+  void applyMixedNode(const MixedNode& node, Guard& guard);
+  void InsertInterruptTimeToQueue(int AdjustType);
+  bool alarmIsDue(const ClockSnapshot& now);
+  time_t alarmStart(time_t day) const;
+  void SeiralComErrorProcess();
+  void screenBlackWatchdog(bool activity);
+  void hardwareControlWatchdog(bool activity);
+  bool GetAverageLuxOneTime(uint16_t* out);
+  bool GetMixAdjAverageLux(uint16_t* out);
+  void mixedSensorStep(Guard& guard);
+  void sensorFault(Guard& guard);
+  void resetSamples();
+  void sendGlobal(uint8_t brightness);  // to every card on every port
+  void sendMixed(uint8_t brightness, Guard& guard);
+  // In steps of 1 with a pause each, when gradual changes are on; ends where it is when a host's write comes in
+  // between.
+  void SmartAdjustGlobalBrightness(uint8_t CurrentBri, uint8_t TargetBri, unsigned long DelayMs, Guard& guard);
+
+  CMutexThreadRecursive m_mutex;
+  uint32_t m_generation = 0;  // counts host writes
+
+  // The table as last written, and the block being received.
+  std::array<uint8_t, kBrightnessTableSize> ProgrammableTimeTableArray{};
+  bool m_tableLoaded = false;
+  uint32_t ConfigFileLength = 0;
+  uint32_t m_received = 0;  // bytes of the block from its start on without a gap
+
+  // Modes and switches.
+  enum_Active ProgrammableAdjustEnable = DISABLE;
+  enum_Active AutoBrightnessAdjustEnable = DISABLE;
+  enum_Active MixBrightnessAdjustEnable = DISABLE;
+  enum_Active SerialCtrlScreenBlackEnable = DISABLE;
+  enum_Active HardwareCtrlAdjustEnable = DISABLE;
+  enum_Active MixAutoBriAdjustEnable = DISABLE;
+  enum_Active MixBriAdjustGlobalControl = ENABLE;
+  enum_Active MixBriAdjustControl = ENABLE;
+  enum_Active LastMixBriAdjustControl = ENABLE;
+  enum_Active GradualAdjustControl = ENABLE;
+  enum_Active BriBroadcastEnable = DISABLE;
+  enum_Active BriBroadcastArrived = DISABLE;
+  enum_Active ProgrammableAdjustArrived = DISABLE;
+  enum_Active AutoBrightnessAdjustArrived = DISABLE;
+  bool MixBriAdjOccured = false;
+
+  // What the active controller works from.
+  Schedule m_schedule;
+  std::vector<SensorRecord> m_tableSensors;
+  StepMap m_stepMap{};
+  MixedPlan m_mixed;
+
+  // The alarm.
+  enum AlarmState : uint8_t { kFiring = 0, kArmed = 1, kIdle = 2 };
+  AlarmState INT_Once = kIdle;
+  int RtcIndex = 0;
+  uint16_t Index = kNoNode;
+  uint8_t TimeIntHour = 0;  // BCD
+  uint8_t TimeIntMin = 0;
+  enum_Active RtcIntOccurArrived = DISABLE;
+  tm m_firedMinute{};  // local minute in which it last fired
+  bool m_hasFired = false;
+  time_t m_lastCheck = 0;    // 0: none yet
+  time_t m_catchUpFrom = 0;  // nodes after this moment are still owed; 0: none
+
+  // Sensors.
+  std::array<uint16_t, 16> AutoBrightnessReadValTable{};
+  uint8_t AutoBrightnessAdjustCnt = 0;
+  uint8_t SensorReadFaultCnt = 0;
+  uint16_t SensorReadTimeCnt = 0;
+  uint16_t BriBroadcastCnt = 0;
+  uint8_t TIM2_PeriodCnt = 0;  // seconds without serial-control activity
+};
+
+}  // namespace TIRK_MCUC

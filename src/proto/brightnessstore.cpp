@@ -1,0 +1,246 @@
+// The brightness table: a host's writes, its flash region, and the mode that its first byte selects.
+#include <algorithm>
+
+#include "driverutil.h"
+#include "mcuctrace.h"
+#include "proto/brightnesscontrol.h"
+#include "proto/flashmap.h"
+
+namespace TIRK_MCUC {
+
+namespace {
+
+using namespace brightnesstable;
+
+constexpr uint32_t kPage = 256;
+constexpr uint32_t kOffsetMask = 0xFFFFFF;
+constexpr size_t kTransferHeader = 3;  // mode byte and block length
+constexpr uint8_t kShortestTimeout = 2;
+constexpr uint8_t kLongestTimeout = 119;
+
+bool isMixedKind(uint8_t mode) {
+  return mode == kModeMixed || mode == kModeScreenBlack || mode == kModeHardwareControl;
+}
+
+enum_Active active(bool on) {
+  return on ? ENABLE : DISABLE;
+}
+
+}  // namespace
+
+bool BrightnessControl::readRegion(MutableBytes out) {
+  const int result = DriverUtil::getInstance()->ReadBytesFromFlash(flash::kBrightness.address,
+                                                                   static_cast<uint32_t>(out.size()), out.data());
+  if (result != 0) TRACE_ERROR("=== Brightness ===Read the brightness region failed! ret = " << result);
+  return result == 0;
+}
+
+bool BrightnessControl::ensureTable() {
+  if (m_tableLoaded) return true;
+  m_tableLoaded = readRegion(ProgrammableTimeTableArray);
+  if (!m_tableLoaded) {
+    ProgrammableTimeTableArray.fill(0);
+    return false;
+  }
+  ConfigFileLength = readWord(&ProgrammableTimeTableArray[kBlockLength]);
+  m_received = ConfigFileLength;
+  return true;
+}
+
+void BrightnessControl::copyTable(size_t offset, MutableBytes out) {
+  const Guard guard(m_mutex);
+  ensureTable();
+  std::copy_n(ProgrammableTimeTableArray.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+}
+
+void BrightnessControl::UpdataBrightnessPara(uint8_t storedTimeout) {
+  const Guard guard(m_mutex);
+  if (storedTimeout >= kShortestTimeout && storedTimeout <= kLongestTimeout) {
+    UartDiscOvertime = storedTimeout;
+  } else {
+    TIM2_PeriodCnt = static_cast<uint8_t>(UartDiscOvertime + 1);  // timed out until the serial controller shows up
+  }
+  const bool changedBefore = m_generation != 0;  // a host's write came first and has selected the mode
+  if (!ensureTable() || changedBefore) return;
+  const auto& table = ProgrammableTimeTableArray;
+  MixBriAdjustGlobalControl = active(table[kMixedAllowed] != 0);
+  MixBriAdjustControl = active(table[kMixedOn] != 0 && MixBriAdjustGlobalControl == ENABLE);
+  LastMixBriAdjustControl = MixBriAdjustControl;
+  GradualAdjustControl = active(table[kGradual] != 0);
+  const bool mixedPossible = LocalAddr == 0 && MixBriAdjustGlobalControl == ENABLE;
+  allModesOff();
+  ProgrammableAdjustEnable = active(table[kMode] == kModeSchedule);
+  MixBrightnessAdjustEnable = active(mixedPossible && table[kMode] == kModeMixed);
+  SerialCtrlScreenBlackEnable = active(mixedPossible && table[kMode] == kModeScreenBlack);
+  HardwareCtrlAdjustEnable = active(mixedPossible && table[kMode] == kModeHardwareControl);
+  if (table[kMode] == kModeSensor) applySensor();
+  if (ProgrammableAdjustEnable == ENABLE || MixBrightnessAdjustEnable == ENABLE) BrightnessAdjustInit();
+}
+
+void BrightnessControl::SaveBrightnessPara() {
+  const Guard guard(m_mutex);
+  std::array<uint8_t, kBrightnessSavedSize> region;
+  if (!ensureTable() || !readRegion(region)) return;
+  std::copy(ProgrammableTimeTableArray.begin(), ProgrammableTimeTableArray.end(), region.begin());
+  DriverUtil& driver = *DriverUtil::getInstance();
+  constexpr uint32_t kStart = flash::kBrightness.address;
+  driver.WriteDataToFlash(kStart, kPage, region.data());
+  driver.WriteDataToFlash(kStart + kPage, kPage, region.data() + kPage);
+  driver.WriteDataToFlash(kStart + 2 * kPage, kBrightnessSavedSize - 2 * kPage, region.data() + 2 * kPage);
+}
+
+void BrightnessControl::SetBrightnessAdjustTable(uint32_t addr, int length, const uint8_t* data) {
+  const Guard guard(m_mutex);
+  const uint32_t k = addr & kOffsetMask;
+  if (length <= 0 || data == nullptr) return;
+  const Bytes piece(data, static_cast<size_t>(length));
+  if (k + piece.size() > kBrightnessRegionSize) {
+    TRACE_ERROR("=== SetBrightnessAdjustTable ===beyond the region, address = " << hex << addr << " len = " << length);
+    return;
+  }
+  const bool modeByteAlone = k == 0 && piece.size() == 1;
+  if (k == 0 && !modeByteAlone && piece.size() < kTransferHeader) {
+    TRACE_ERROR("=== SetBrightnessAdjustTable ===a block needs its length, len = " << length);
+    return;
+  }
+  if (k == 0 && !modeByteAlone && isMixedKind(piece[kMode]) && readWord(&piece[kBlockLength]) > kBrightnessRegionSize) {
+    TRACE_ERROR("=== SetBrightnessAdjustTable ===block length beyond the region: " << readWord(&piece[kBlockLength]));
+    return;
+  }
+  ensureTable();
+  ++m_generation;
+  if (k < kBrightnessTableSize) {
+    const size_t part = std::min(piece.size(), kBrightnessTableSize - k);
+    std::copy_n(piece.begin(), part, ProgrammableTimeTableArray.begin() + k);
+  }
+  if (modeByteAlone) {
+    storeModeByte(piece[0]);
+  } else {
+    storePiece(k, piece);
+    noteTransfer(k, piece);
+  }
+  switch (ProgrammableTimeTableArray[kMode]) {
+    case kModeSchedule:
+      applySchedule();
+      break;
+    case kModeSensor:
+      applySensor();
+      BrightnessAdjustInit();
+      break;
+    case kModeMixed:
+    case kModeScreenBlack:
+    case kModeHardwareControl:
+      applyMixedWrite(k, piece);
+      break;
+    default:
+      switchEverythingOff();
+  }
+}
+
+void BrightnessControl::storeModeByte(uint8_t mode) {
+  std::array<uint8_t, kBrightnessRegionSize> region;
+  if (!readRegion(region)) return;
+  region[0] = mode;
+  for (uint32_t at = 0; at < kBrightnessRegionSize; at += kPage) {
+    DriverUtil::getInstance()->WriteDataToFlash(flash::kBrightness.address + at, kPage, region.data() + at);
+  }
+}
+
+void BrightnessControl::storePiece(uint32_t k, Bytes piece) {
+  const int result = DriverUtil::getInstance()->WriteDataToFlash(flash::kBrightness.address + k,
+                                                                 static_cast<uint32_t>(piece.size()), piece.data());
+  if (result != 0) TRACE_ERROR("=== SetBrightnessAdjustTable ===write to flash failed! ret = " << result);
+}
+
+// Keeps account of a block that comes in pieces: its length, and how far it is there without a gap.
+void BrightnessControl::noteTransfer(uint32_t k, Bytes piece) {
+  if (k == 0) {
+    ConfigFileLength = readWord(&piece[kBlockLength]);
+    m_received = 0;
+  }
+  if (k <= m_received) m_received = std::max(m_received, k + static_cast<uint32_t>(piece.size()));
+}
+
+bool BrightnessControl::transferEndsWith(uint32_t k, size_t length) const {
+  if (k + length != ConfigFileLength) return false;
+  if (m_received >= ConfigFileLength) return true;
+  TRACE_ERROR("=== SetBrightnessAdjustTable ===the block has a gap after " << m_received << " bytes, not applied");
+  return false;
+}
+
+void BrightnessControl::applySchedule() {
+  allModesOff();
+  ProgrammableAdjustEnable = ENABLE;
+  BrightnessAdjustInit();
+}
+
+void BrightnessControl::applySensor() {
+  allModesOff();
+  AutoBrightnessAdjustEnable = ENABLE;
+  m_stepMap = parseStepMap(ProgrammableTimeTableArray);
+  auto sensors = parseTableSensors(ProgrammableTimeTableArray);
+  if (!sensors) TRACE_ERROR("=== Brightness ===more than 8 sensors, none is read");
+  m_tableSensors = sensors.value_or(std::vector<SensorRecord>{});
+  resetSamples();
+}
+
+void BrightnessControl::applyMixedWrite(uint32_t k, Bytes data) {
+  if (k == kMixedOn && data.size() == 1) {
+    switchMixedControl(data[0] != 0);
+  } else if ((k == 0 && data.size() == 1) || transferEndsWith(k, data.size())) {
+    BriAdjustModeProcess();
+    BrightnessAdjustInit();
+  }
+}
+
+void BrightnessControl::switchMixedControl(bool on) {
+  MixBriAdjustControl = active(on);
+  if (!on) {
+    BriBroadcastEnable = DISABLE;
+    BriBroadcastArrived = DISABLE;
+  }
+  if (MixBriAdjustControl == LastMixBriAdjustControl) return;
+  LastMixBriAdjustControl = MixBriAdjustControl;
+  BrightnessAdjustInit();
+}
+
+void BrightnessControl::allModesOff() {
+  ProgrammableAdjustEnable = DISABLE;
+  AutoBrightnessAdjustEnable = DISABLE;
+  MixBrightnessAdjustEnable = DISABLE;
+  SerialCtrlScreenBlackEnable = DISABLE;
+  HardwareCtrlAdjustEnable = DISABLE;
+  MixAutoBriAdjustEnable = DISABLE;
+  BriBroadcastEnable = DISABLE;
+  BriBroadcastArrived = DISABLE;
+}
+
+void BrightnessControl::switchEverythingOff() {
+  allModesOff();
+  ProgrammableAdjustArrived = DISABLE;
+  AutoBrightnessAdjustArrived = DISABLE;
+  MixBriAdjustGlobalControl = DISABLE;
+  MixBriAdjustControl = DISABLE;
+  LastMixBriAdjustControl = DISABLE;
+  INT_Once = kIdle;
+}
+
+void BrightnessControl::BriAdjustModeProcess() {
+  const auto& table = ProgrammableTimeTableArray;
+  MixBriAdjustGlobalControl = active(table[kMixedAllowed] != 0);
+  MixBriAdjustControl = active(table[kMixedOn] != 0 && MixBriAdjustGlobalControl == ENABLE);
+  GradualAdjustControl = active(table[kGradual] != 0);
+  LastMixBriAdjustControl = MixBriAdjustControl;
+  ProgrammableAdjustEnable = DISABLE;
+  AutoBrightnessAdjustEnable = DISABLE;
+  MixBrightnessAdjustEnable = DISABLE;
+  MixAutoBriAdjustEnable = DISABLE;
+  const bool possible = LocalAddr == 0 && MixBriAdjustGlobalControl == ENABLE;
+  const uint8_t mode = table[kMode];
+  HardwareCtrlAdjustEnable = active(possible && mode == kModeHardwareControl);
+  SerialCtrlScreenBlackEnable = active(possible && mode == kModeScreenBlack);
+  MixBrightnessAdjustEnable =
+      active(possible && HardwareCtrlAdjustEnable == DISABLE && SerialCtrlScreenBlackEnable == DISABLE);
+}
+
+}  // namespace TIRK_MCUC
