@@ -1,0 +1,168 @@
+// The FPGA report thread: start, the self-test switch, what a test run finds, and that both memories are as before.
+#include "stub/fpgareportthread.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <numeric>
+#include <thread>
+
+#include "mcucutil.h"
+#include "proto/data_common.h"
+#include "proto/screentables.h"
+#include "support/board_fixture.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+using vboard::Op;
+
+constexpr uint32_t kPositionMemory = 0x600000;
+constexpr uint32_t kNumberMemory = 0x500000;
+constexpr const char* kBegins = "ActiveReport thread begin:";
+constexpr const char* kInitialised = "FPGAReport_init Finish";
+constexpr const char* kEnds = "ActiveReport thread exit.";
+
+class SelfTestTest : public BoardTest {
+ protected:
+  ~SelfTestTest() override {
+    if (!m_thread) return;
+    m_thread->Release();
+    waitFor([this] { return logged(kEnds) == 1; });
+  }
+
+  void startThread() {
+    m_thread = std::make_shared<FpgaReportThread>();
+    ASSERT_EQ(m_thread->Init(), 0U);
+    waitFor([this] { return logged(kInitialised) == 1; });
+  }
+  template <class Condition>
+  static void waitFor(Condition condition) {
+    const int64_t end = monotonicMs() + 20000;
+    while (!condition()) {
+      ASSERT_LT(monotonicMs(), end);
+      Sleep(1);
+    }
+  }
+  static std::vector<std::string> busWrites() {
+    auto lines = journalLines();
+    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("fpga w"); });
+    for (std::string& line : lines) line.resize(line.rfind(' '));  // without the data
+    return lines;
+  }
+  static void fillTables() {
+    std::vector<uint8_t> position(kPositionTableSize), number(kNumberTableSize);
+    std::iota(position.begin(), position.end(), uint8_t{7});
+    std::iota(number.begin(), number.end(), uint8_t{9});
+    positionTable().write(0, position);
+    numberTable().write(0, number);
+  }
+
+  Data_Global& store = *Data_Global::getInstance();
+  std::shared_ptr<FpgaReportThread> m_thread;
+};
+
+TEST_F(SelfTestTest, StartProgramsTheReportRegistersOnceAndThenSleeps) {
+  setFpga(0x100070, repeated(5, 0xEE));
+  startThread();
+  EXPECT_EQ(fpga(0x100070, 5), bytes({0x00, 0x04, 0x00, 0x90, 0x01}));
+  Sleep(30);
+  EXPECT_THAT(busWrites(), ElementsAre("fpga w 0x00100071 4", "fpga w 0x00100070 1"));
+  EXPECT_EQ(logged(kBegins), 1U);
+}
+
+TEST_F(SelfTestTest, StartGoesOnWhenTheRegistersCannotBeWritten) {
+  m_directory.put("root/sys/class/fpga/fpga_conf", "1\n");
+  fail(Op::FpgaWrite, 6);
+  startThread();
+  EXPECT_EQ(logged("=== Write reprot para Reg failed! ret = -1"), 1U);
+  EXPECT_EQ(logged("=== Write reprot enable Reg failed! ret = -1"), 1U);
+  m_thread->Release();
+  waitFor([this] { return logged(kEnds) == 1; });
+  EXPECT_EQ(logged("FpgaThread  exit."), 1U);
+}
+
+TEST_F(SelfTestTest, RunWritesBothPatternsInEveryBlockSize) {
+  FpgaReportThread thread;
+  thread.testfpgareadwrite();
+  std::vector<std::string> expected;
+  for (const auto& [memory, largest] : {std::pair{"0x00600000", 1024}, std::pair{"0x00500000", 256}}) {
+    for (int size = 16; size <= largest; size *= 2) {
+      expected.insert(expected.end(), 2, std::string("fpga w ") + memory + " " + std::to_string(size));
+    }
+  }
+  EXPECT_EQ(busWrites(), expected);
+  EXPECT_THAT(journalLines()[0], testing::EndsWith(" aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"));
+  EXPECT_EQ(fpga(kPositionMemory, 1025), [] {
+    ByteVector memory(1025, 0x55);
+    memory.back() = 0;
+    return memory;
+  }());
+  EXPECT_EQ(logged(" Error:"), 0U);
+}
+
+TEST_F(SelfTestTest, FailedAccessIsReportedAndTheNextBlockIsStillTested) {
+  m_directory.put("root/sys/class/fpga/fpga_conf", "1\n");
+  FpgaReportThread thread;
+  fail(Op::FpgaWrite, 3);
+  thread.testfpgareadwrite();
+  EXPECT_EQ(logged("=== WriteToPosNetPort ===Write FPGA Position 16 Word Info failed! ret = -1"), 1U);
+  fail(Op::FpgaRead, 3 * 15);
+  thread.testfpgareadwrite();
+  EXPECT_EQ(logged("=== ReadFromPosNetPort ===Read FPGA Posi "), 14U);
+  EXPECT_EQ(logged("=== ReadFromPosNetPort ===Read FPGA Posi 1024Word Info failed! ret = -1"), 2U);
+  EXPECT_EQ(logged("=== ReadFromNumberFunCardPort ===Read FPGA NumberFunCardPort 16Word Info failed! ret = -1"), 1U);
+  EXPECT_EQ(logged(" Word , Data error"), 0U);
+}
+
+TEST_F(SelfTestTest, DifferenceIsReportedWithItsFirstByte) {
+  // Another hand keeps writing byte 5 of the number memory while runs go on.
+  std::atomic<bool> stop{false};
+  std::thread disturber([&stop] {
+    while (!stop) setFpga(kNumberMemory + 5, bytes({0x0F}));
+  });
+  FpgaReportThread thread;
+  const std::string line = "Read_Write FPGA 0x03100000 256 Word , Data error  reg = 5 sendData ";
+  for (int run = 0; run < 200 && logged(line) == 0; ++run) thread.testfpgareadwrite();
+  stop = true;
+  disturber.join();
+  EXPECT_GE(logged(line + "170 recvData 15") + logged(line + "85 recvData 15"), 1U);
+  EXPECT_EQ(logged("Data error"), logged("Data error  reg = 5 sendData "));
+}
+
+TEST_F(SelfTestTest, SwitchStartsRunsAtOnceAndItsEndBringsTheMemoriesBack) {
+  fillTables();
+  const auto positions = positionTable().copy<1024>(0);
+  const auto numbers = numberTable().copy<128>(0);
+  const ByteVector position(positions.begin(), positions.end());
+  const ByteVector number(numbers.begin(), numbers.end());
+  startThread();
+  for (int round = 0; round < 2; ++round) {
+    setFpga(kPositionMemory + 1024, repeated(16, 0xEE));  // beyond what a run touches
+    clearJournal();
+    store.setRWFPGATestflag(1);
+    waitFor([] { return busWrites().size() > 100; });
+    EXPECT_NE(fpga(kPositionMemory, 1024), position);
+    store.setRWFPGATestflag(0);
+    waitFor([&] { return fpga(kPositionMemory, 1024) == position && fpga(kNumberMemory, 128) == number; });
+    EXPECT_EQ(fpga(kPositionMemory + 1024, 16), repeated(16, 0xEE));
+    clearJournal();
+    Sleep(30);
+    EXPECT_THAT(busWrites(), SizeIs(0));  // it sleeps again
+  }
+}
+
+TEST_F(SelfTestTest, ObjectLivesAsLongAsItsThread) {
+  startThread();
+  const std::weak_ptr<FpgaReportThread> object = m_thread;
+  m_thread->Release();
+  m_thread.reset();
+  waitFor([&object] { return object.expired(); });
+  EXPECT_EQ(logged(kEnds), 1U);
+}
+
+}  // namespace
