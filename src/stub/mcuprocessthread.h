@@ -27,6 +27,7 @@ class McuProcessThread : public std::enable_shared_from_this<McuProcessThread> {
   int Release();            // asks the worker to end after the item it is at; what is still queued is not applied; 0
   int UnInit();             // Release; 0
   int CloseAllSessions() { return 0; }
+  int32_t status() const { return m_iStatus; }  // always 0
 
   // Appends; requires a block. Any thread, a handler on the worker included. Never waits for a handler.
   void addMessageToList(std::unique_ptr<MCUProcessDataBlock> block);
