@@ -77,14 +77,18 @@ TEST_F(StartUpTest, BringsTheRoomsUpInOrder) {
   ASSERT_TRUE(waitUntil([this] { return occurrences(log(), "= Finish main init =") == 1; }));
   const std::string text = log();
   size_t at = 0;
-  for (const char* line : {"= Kadrend Start =", "Version:1.1.0.0",
-                           "= Begin main init =", "McuIMDThread: Init apipc, result = 0 type = kadrend",
-                           "doProcess process thread begin:", "= Finish main init ="}) {
+  for (const char* line : {"= Kadrend Start =", "Version:1.1.0.0", "= Begin main init =",
+                           "McuIMDThread: Init apipc, result = 0 type = kadrend", "= Finish main init ="}) {
     const size_t found = text.find(line, at);
     ASSERT_NE(found, std::string::npos) << line;
     at = found;
   }
-  EXPECT_EQ(occurrences(text, "Error:"), 0U);
+  EXPECT_EQ(occurrences(text, "] Error:"), 0U);
+  for (const char* thread : {"ApipcMsg", "RecvMeg", "doProcess"}) {
+    const std::string line = std::string(thread) + " process thread begin:";
+    EXPECT_TRUE(waitUntil([&] { return occurrences(log(), line) == 1; })) << line;
+  }
+  EXPECT_TRUE(waitUntil([this] { return occurrences(log(), "ActiveReport thread begin:") == 1; }));
   EXPECT_TRUE(std::filesystem::is_directory(m_directory.path() / "root/tmp/kadrend"));
 }
 
