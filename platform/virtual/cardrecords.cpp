@@ -7,7 +7,7 @@ namespace vboard {
 
 namespace {
 
-enum RecordType : uint8_t { kChain = 1, kSensor, kWrite, kClear, kPage, kSpace, kRun };
+enum RecordType : uint8_t { kChain = 1, kSensor, kWrite, kClear, kPage, kSpace, kRun, kLinks };
 
 class Writer {
  public:
@@ -135,6 +135,12 @@ RecordBytes clearRecord() {
   return Writer(kClear).take();
 }
 
+RecordBytes linksRecord(const LinkMasks& links) {
+  Writer record(kLinks);
+  for (const uint16_t mask : links.ports) record.number(mask, 2);
+  return record.take();
+}
+
 void snapshot(const CardWall& wall, const Put& put) {
   Snapshot cards(put);
   for (unsigned port = 0; port < kOutputPorts; ++port) {
@@ -166,6 +172,7 @@ bool CardReplay::apply(std::span<const uint8_t> record) {
       const uint16_t count = in.word(), width = in.word(), height = in.word();
       if (!in.done() || port >= kOutputPorts) return false;
       m_wall.setChain(port, count, width, height);
+      m_links.set(Link::Copper, port, count != 0);
       return true;
     }
     case kSensor: {
@@ -188,6 +195,17 @@ bool CardReplay::apply(std::span<const uint8_t> record) {
     case kClear:
       m_wall.clearRegisters();
       return in.done();
+    case kLinks:
+      for (uint16_t& mask : m_links.ports) mask = in.word();
+      return in.done();
+    default:
+      return applySnapshot(record);
+  }
+}
+
+bool CardReplay::applySnapshot(std::span<const uint8_t> record) {
+  Reader in(record);
+  switch (in.byte()) {
     case kPage: {
       auto page = std::make_shared<CardSpace::Page>();
       if (in.rest().size() != page->size()) return false;

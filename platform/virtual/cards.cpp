@@ -10,21 +10,35 @@ namespace vboard {
 Cards::Cards() {
   CardReplay replay(m_wall);
   m_log.open([&](CardLog::Record record) { return replay.apply(record); });
-  compact();
+  // The registers say what the links are, unless they were lost: cleared by a power-on that did not come to its end.
   m_links = readLinks(board().fpga);
+  if (m_links == LinkMasks()) {
+    m_links = replay.links();
+    writeLinks(board().fpga, m_links);
+  }
+  compact();
 }
 
 void Cards::compact() {
-  if (m_log.replace([this](const auto& put) { snapshot(m_wall, put); }) != 0) std::perror("cards");
+  const auto records = [this](const auto& put) {
+    snapshot(m_wall, put);
+    put(linksRecord(m_links));  // last: a chain brings its copper link with it
+  };
+  if (m_log.replace(records) != 0) std::perror("cards");
+}
+
+int Cards::keepLinks(const LinkMasks& links) {
+  if (links == m_links) return 0;
+  if (m_log.append(linksRecord(links)) != 0) return -1;
+  m_links = links;
+  return 0;
 }
 
 int Cards::setChain(unsigned port, uint16_t count, uint16_t width, uint16_t height) {
   const std::lock_guard guard(m_mutex);
   if (m_log.append(chainRecord(port, count, width, height)) != 0) return -1;
   m_wall.setChain(port, count, width, height);
-  const unsigned bit = 1U << port;
-  const uint16_t copper = m_links[Link::Copper];
-  m_links[Link::Copper] = static_cast<uint16_t>(count != 0 ? copper | bit : copper & ~bit);
+  m_links.set(Link::Copper, port, count != 0);
   writeLink(board().fpga, Link::Copper, m_links[Link::Copper]);
   return 0;
 }
@@ -36,15 +50,18 @@ int Cards::setSensor(unsigned port, uint16_t board, uint8_t sensor, std::optiona
   return 0;
 }
 
-void Cards::setLink(Link link, uint16_t mask) {
+int Cards::setLink(Link link, uint16_t mask) {
   const std::lock_guard guard(m_mutex);
-  m_links[link] = mask;
+  LinkMasks links = m_links;
+  links[link] = mask;
+  if (keepLinks(links) != 0) return -1;
   writeLink(board().fpga, link, mask);
+  return 0;
 }
 
-void Cards::noteLinks() {
+int Cards::noteLinks() {
   const std::lock_guard guard(m_mutex);
-  m_links = readLinks(board().fpga);
+  return keepLinks(readLinks(board().fpga));
 }
 
 bool Cards::linked(unsigned port) const {

@@ -24,9 +24,9 @@ class Cards {
   int setChain(unsigned port, uint16_t count, uint16_t width, uint16_t height);
   // A light sensor behind a multi-function card: 15 bits of `raw`, or none. port < 16, board < 0xFFFF.
   int setSensor(unsigned port, uint16_t board, uint8_t sensor, std::optional<uint16_t> raw);
-  void setLink(Link link, uint16_t mask);
+  int setLink(Link link, uint16_t mask);
   // Somebody may have written the status registers through the back door: they are what the links are.
-  void noteLinks();
+  int noteLinks();
 
   // 0; -1 when the card is not there, a receiving card's port has no link, or the range leaves the card's space.
   int read(const CardAddress& from, uint32_t address, std::span<uint8_t> out) const;
@@ -41,7 +41,8 @@ class Cards {
 
  private:
   bool linked(unsigned port) const;
-  void compact();  // with m_mutex
+  int keepLinks(const LinkMasks& links);  // with m_mutex
+  void compact();                         // with m_mutex
 
   mutable std::mutex m_mutex;
   CardWall m_wall;

@@ -64,7 +64,7 @@ void fpgaRead(Words& words, Answer& answer) {
 
 void fpgaWrite(Words& words, Answer&) {
   writeMemory(board().fpga, Fpga::kSize, words);
-  board().cards->noteLinks();
+  require(board().cards->noteLinks(), "cannot be stored");
 }
 
 void flashRead(Words& words, Answer& answer) {
@@ -151,7 +151,7 @@ void link(Words& words, Answer&) {
   }
   const auto mask = static_cast<uint16_t>(words.number("MASK", 0, UINT16_MAX));
   words.end();
-  board().cards->setLink(link, mask);
+  require(board().cards->setLink(link, mask), "cannot be stored");
 }
 
 // --- light, inputs

@@ -24,6 +24,10 @@ struct LinkMasks {
   std::array<uint16_t, 3> ports{};  // by Link
 
   uint16_t& operator[](Link link) { return ports[static_cast<size_t>(link)]; }
+  void set(Link link, unsigned port, bool linked) {
+    const unsigned others = (*this)[link] & ~(1U << port);
+    (*this)[link] = static_cast<uint16_t>(others | (linked ? 1U << port : 0U));
+  }
   uint16_t all() const { return static_cast<uint16_t>(ports[0] | ports[1] | ports[2]); }
   bool operator==(const LinkMasks&) const = default;
 };
