@@ -253,6 +253,8 @@ TEST_F(VirtualBus, KeepsConnectionsToManyTasksWithinBounds) {
   };
   std::vector<std::unique_ptr<Task>> tasks;
   for (uint32_t i = 0; i < 3 * vboard::Peers::kCapacity; ++i) tasks.push_back(std::make_unique<Task>(kPeer + i));
+  EXPECT_EQ(send(kPeer, message(0)), 0);  // opens the journal, too
+  tasks[0]->take();
   const auto before = descriptors();
   for (int round = 0; round < 2; ++round) {
     for (uint32_t i = 0; i < tasks.size(); ++i) {
