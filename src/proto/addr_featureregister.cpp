@@ -25,6 +25,10 @@ constexpr uint16_t kLightSensorLength = 2;
 constexpr size_t kLastRefreshedStart = sendpara::kBusEnd - 4;  // a read that starts behind it is not refreshed
 constexpr uint16_t kDebugPoint = 10;
 
+constexpr RegisterDoc kDocs[] = {
+    {"bytes of the feature block, with FPGA status, light sensor, link bits and clock as they are now",
+     "queues a change of the feature block (key 5)"}};
+
 constexpr QueueTexts kQueueTexts{
     "============================ Begin add DoFeatureInfoKey message to list===========================",
     "=== WriteFeatureInfomation ===invalid data",
@@ -129,7 +133,8 @@ void reportBypassOffset(DisplayOffset offset) {
 const SpaceTraits Addr_FeatureRegister::kTraits{.className = "Addr_FeatureRegister",
                                                 .baseRegisterAddr = sendpara::kRegisterBase,
                                                 .keyMask = 0xFFFF0000,
-                                                .logsKeyAndMap = true};
+                                                .logsKeyAndMap = true,
+                                                .docs = kDocs};
 
 Fshl_cmd Addr_FeatureRegister::cmd_tblOffset[] = {{sendpara::kRegisterBase,
                                                    "feature info",

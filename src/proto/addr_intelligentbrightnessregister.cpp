@@ -10,6 +10,8 @@ namespace TIRK_MCUC {
 
 namespace {
 
+constexpr RegisterDoc kDocs[] = {{"no data", "sends brightness to the cards of the named ports, at once"}};
+
 constexpr uint32_t kBase = 0x02400000;
 constexpr size_t kPayloadHeader = 3;
 constexpr size_t kEntryLength = 4;
@@ -40,7 +42,8 @@ int adjustPorts(uint16_t mask, uint8_t brightness) {
 
 }  // namespace
 
-const SpaceTraits Addr_IntelligentBrightnessRegister::kTraits{"Addr_IntelligentBrightnessRegister", kBase, 0xFFFF0000};
+const SpaceTraits Addr_IntelligentBrightnessRegister::kTraits{
+    "Addr_IntelligentBrightnessRegister", kBase, 0xFFFF0000, nullptr, false, false, kDocs};
 
 Fshl_cmd Addr_IntelligentBrightnessRegister::cmd_tblOffset[] = {{kBase,
                                                                  "intelligent brightness",

@@ -11,6 +11,10 @@ namespace TIRK_MCUC {
 
 namespace {
 
+constexpr RegisterDoc kDocs[] = {
+    {"the stored description of the wall, from the flash",
+     "stores the description of the wall; a submit queues its calculation (keys 14 and 15)"}};
+
 constexpr uint32_t kBase = 0x02810000;
 constexpr uint8_t kSubmitMark = 0xB9;
 constexpr uint8_t kAdvancedWork = 1;      // the payload of the advanced work item
@@ -180,7 +184,8 @@ int applyWrite(const IMD_proto3rd& request) {
 
 }  // namespace
 
-const SpaceTraits Addr_ShortcutConfigScreenRegister::kTraits{"Addr_ShortcutConfigScreenRegister", kBase, 0xFFFF0000};
+const SpaceTraits Addr_ShortcutConfigScreenRegister::kTraits{
+    "Addr_ShortcutConfigScreenRegister", kBase, 0xFFFF0000, nullptr, false, false, kDocs};
 
 Fshl_cmd Addr_ShortcutConfigScreenRegister::cmd_tblOffset[] = {
     {kBase,
