@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstdio>
 #include <thread>
 
 #include "mcuctrace.h"
@@ -21,25 +20,6 @@ using ::testing::StartsWith;
 
 constexpr const char* kFinish = "=================== Finish CalculateParaOfSenderInMosaicMode ====================";
 constexpr const char* kInvalid = "=== CalculateParaOfSenderInMosaicMode ===Invalid Parameter! ";
-
-std::string operation(const char* device, uint32_t address, unsigned length) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%s w 0x%08x %u", device, address, length);
-  return text;
-}
-
-uint32_t countAddress(uint32_t port) {
-  return port < 4 ? 0x500000 + 0x20 * port : port < 8 ? 0x501000 + 0x20 * (port - 4) : 0x502000 + 0x20 * (port - 8);
-}
-
-std::vector<std::string> saveOperations(bool tag) {
-  std::vector<std::string> out{operation("flash", 0xA3B100, 512), operation("flash", 0xA61000, 512)};
-  if (tag) out.push_back(operation("flash", 0xB88000, 4));
-  out.push_back(operation("flash", 0xA3C000, 40960));
-  out.push_back(operation("flash", 0xA5C000, 768));
-  out.push_back("sh sync");
-  return out;
-}
 
 class Mosaic : public StoreTest {
  protected:

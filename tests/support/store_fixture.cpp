@@ -1,6 +1,7 @@
 #include "support/store_fixture.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sstream>
 #include <stdexcept>
 
@@ -11,14 +12,16 @@ namespace testing_support {
 
 using namespace TIRK_MCUC;
 
-StoreTest::StoreTest() {
+template <class Board>
+StoreVerbs<Board>::StoreVerbs() {
   if (!DriverUtil::getInstance()->initialize()) throw std::runtime_error("flash");
-  clearJournal();
+  this->clearJournal();
 }
 
-std::vector<std::string> StoreTest::operations() {
+template <class Board>
+std::vector<std::string> StoreVerbs<Board>::operations() {
   std::vector<std::string> out;
-  for (const std::string& line : journalLines()) {
+  for (const std::string& line : Board::journalLines()) {
     std::istringstream text(line);
     std::string device, verb, address, length;
     text >> device >> verb >> address >> length;
@@ -32,24 +35,28 @@ std::vector<std::string> StoreTest::operations() {
   return out;
 }
 
-std::vector<std::string> StoreTest::operations(const std::string& prefix) {
+template <class Board>
+std::vector<std::string> StoreVerbs<Board>::operations(const std::string& prefix) {
   auto out = operations();
   std::erase_if(out, [&prefix](const std::string& line) { return line.compare(0, prefix.size(), prefix) != 0; });
   return out;
 }
 
-void StoreTest::fitCards(unsigned port, uint16_t width, uint16_t height) {
+template <class Board>
+void StoreVerbs<Board>::fitCards(unsigned port, uint16_t width, uint16_t height) {
   if (vboard::board().cards->setChain(port, 1, width, height) != 0) throw std::runtime_error("cards");
   store.GigaPhyLinkSta |= static_cast<uint16_t>(1U << port);
 }
 
-void StoreTest::setScreenSize(uint16_t width, uint16_t height) {
+template <class Board>
+void StoreVerbs<Board>::setScreenSize(uint16_t width, uint16_t height) {
   store.SendParameterReg.setWord(sendpara::kScreenWidth, width);
   store.SendParameterReg.setWord(sendpara::kScreenHeight, height);
 }
 
-unsigned long StoreTest::sweep(vboard::Op op, const std::function<void()>& work,
-                               const std::function<void(unsigned long)>& check) {
+template <class Board>
+unsigned long StoreVerbs<Board>::sweep(vboard::Op op, const std::function<void()>& work,
+                                       const std::function<void(unsigned long)>& check) {
   for (unsigned long k = 1;; ++k) {
     fail(op, k);
     work();
@@ -58,6 +65,28 @@ unsigned long StoreTest::sweep(vboard::Op op, const std::function<void()>& work,
     if (left) return k - 1;
     check(k);
   }
+}
+
+template class StoreVerbs<BoardTest>;
+template class StoreVerbs<ReportingTest>;
+
+std::string operation(const char* device, uint32_t address, unsigned length) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%s w 0x%08x %u", device, address, length);
+  return text;
+}
+
+std::vector<std::string> saveOperations(bool tag) {
+  std::vector<std::string> out{operation("flash", 0xA3B100, 512), operation("flash", 0xA61000, 512)};
+  if (tag) out.push_back(operation("flash", 0xB88000, 4));
+  out.push_back(operation("flash", 0xA3C000, 40960));
+  out.push_back(operation("flash", 0xA5C000, 768));
+  out.push_back("sh sync");
+  return out;
+}
+
+uint32_t countAddress(uint32_t port) {
+  return port < 4 ? 0x500000 + 0x20 * port : port < 8 ? 0x501000 + 0x20 * (port - 4) : 0x502000 + 0x20 * (port - 8);
 }
 
 ByteVector littleEndian(std::initializer_list<uint16_t> words) {

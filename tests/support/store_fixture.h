@@ -1,4 +1,5 @@
-// The parameter store on a virtual board in the test's own process.
+// The parameter store on a virtual board in the test's own process: StoreTest, and ReportingStoreTest where what it
+// reports to its peers is to be heard.
 #pragma once
 
 #include <functional>
@@ -6,13 +7,15 @@
 #include <vector>
 
 #include "proto/data_common.h"
-#include "support/board_fixture.h"
+#include "support/report_listener.h"
 
 namespace testing_support {
 
-class StoreTest : public BoardTest {
+template <class Board>
+class StoreVerbs : public Board {
  protected:
-  StoreTest();
+  using Board::fail;
+  StoreVerbs();
 
   // What the daemon did since the last clearJournal, without the data: "flash w 0x00a3b100 512", "sh sync". A failed
   // operation ends in " failed".
@@ -31,6 +34,15 @@ class StoreTest : public BoardTest {
 
   TIRK_MCUC::Data_Global& store = *TIRK_MCUC::Data_Global::getInstance();
 };
+using StoreTest = StoreVerbs<BoardTest>;
+using ReportingStoreTest = StoreVerbs<ReportingTest>;
+
+// "fpga w 0x00000018 430", as operations() says it.
+std::string operation(const char* device, uint32_t address, unsigned length);
+// What saving the screen state writes, with or without the layout tag.
+std::vector<std::string> saveOperations(bool tag);
+// Where the FPGA has port 0..9's card count.
+uint32_t countAddress(uint32_t port);
 
 ByteVector littleEndian(std::initializer_list<uint16_t> words);
 ByteVector littleEndian32(std::initializer_list<uint32_t> words);
