@@ -258,6 +258,30 @@ TEST(Power, TheFlagFileAppearsByItselfUnlessItIsThere) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
 }
 
+TEST(Power, ARebootStartsTheProcessAgainInPlace) {
+  constexpr const char* kSecondLife = "KADREND_TEST_REBOOTED";
+  if (const char* const directory = std::getenv(kSecondLife); directory != nullptr) {
+    sigset_t mask;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    uint8_t byte = 1;
+    const bool good = openError(directory).empty() && board().fpga.read(0, {&byte, 1}) == 0 && byte == 0;
+    ::_exit(good && ::sigismember(&mask, SIGTERM) == 0 ? 42 : 1);
+  }
+  const TemporaryDirectory directory;
+  const int status = inChild([&] {
+    ::setenv(kSecondLife, directory.path().c_str(), 1);
+    if (!openError(directory.path()).empty() || board().fpga.write(0, std::vector<uint8_t>{7}) != 0) return;
+    std::thread([] {
+      sigset_t all;
+      ::sigfillset(&all);
+      ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
+      board_system("reboot -f");
+    }).join();
+  });
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 42) << "with its arguments, its signals, and no lock left behind";
+}
+
 TEST(Power, ARebootTheDaemonDidNotLiveThroughIsFinished) {
   const TemporaryDirectory directory;
   ASSERT_EQ(inChild([&] { ASSERT_EQ(openError(directory.path()), ""); }), 0);

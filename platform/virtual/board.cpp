@@ -14,15 +14,8 @@
 #include "virtual/files.h"
 #include "virtual/inputs.h"
 #include "virtual/lights.h"
-#include "virtual/power.h"
-#if __has_include("virtual/monitor.cpp")
 #include "virtual/monitor.h"
-#else
-namespace vboard {
-static void startMonitor() {}
-}  // namespace vboard
-#endif
-
+#include "virtual/power.h"
 namespace vboard {
 
 namespace {
