@@ -144,7 +144,7 @@ int openBoard(const std::string& directory, std::string& error) {
     g_board = fresh.get();  // the parts reach their files through it
     openParts(*fresh);
     rememberForRestart();
-    fresh.release();  // from here on, threads use it
+    static_cast<void>(fresh.release());  // from here on, threads use it
     startFpgaLoad(board().config.fpgaLoadMs);
     startMonitor();
   } catch (const std::exception& problem) {

@@ -55,7 +55,8 @@ std::optional<std::string> devicePath(std::string_view path, LastLink last) {
       resolved.resize(resolved.rfind('/'));
       continue;
     }
-    const std::string name = resolved + "/" + part;
+    std::string name = resolved;
+    name.append("/").append(part);
     const bool follow = !pending.empty() || last == LastLink::Follow;
     const auto target = follow ? linkTarget(name) : std::nullopt;
     if (!target) {
