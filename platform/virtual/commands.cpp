@@ -239,9 +239,14 @@ void journalClear(Words& words, Answer&) {
 
 void journalShow(Words& words, Answer& answer) {
   words.end();
-  // Operations whose effect is seen have their line: one that is under way is waited for.
-  const std::unique_lock order(board().journal.order());
-  answer.text(board().journal.text());
+  std::string text;
+  {
+    // Operations whose effect is seen have their line: one that is under way is waited for. The answer is not: a client
+    // that does not read must not hold up the daemon.
+    const std::lock_guard order(board().journal.order());
+    text = board().journal.text();
+  }
+  answer.text(text);
 }
 
 void bus(Words& words, Answer& answer) {
