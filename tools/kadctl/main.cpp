@@ -15,6 +15,10 @@ int main(int argc, char** argv) {
   kadctl::addScreenCommands(app, session);
   kadctl::addStatusCommands(app, session);
   kadctl::addMonitorCommand(app, session);
+  kadctl::addDeviceCommands(app, session);
+  kadctl::addColourCommands(app, session);
+  kadctl::addEdidCommand(app, session);
+  kadctl::addRvCommand(app, session);
   try {
     app.parse(argc, argv);
     std::cout.flush();

@@ -19,7 +19,6 @@ namespace kadctl {
 namespace {
 
 using namespace TIRK_MCUC;
-using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kShortcutSpace = 0x02810000;
 constexpr uint32_t kBasicRecord = kShortcutSpace + 16;    // offsets 16..25 of the record
@@ -31,17 +30,6 @@ constexpr uint8_t kStatusAdvanced = 184;
 
 void sleepMs(int ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
-
-// Polls until `done` holds; false after the time is up.
-template <class Condition>
-bool waitFor(Condition done, int timeoutMs) {
-  const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-  while (!done()) {
-    if (Clock::now() > end) return false;
-    sleepMs(20);
-  }
-  return true;
 }
 
 bool terminalColour() {
@@ -69,7 +57,7 @@ void showWall(Session& session) {
 void waitForStableWall(Session& session) {
   sleepMs(450);
   Wall last = Wall::read(session.bus());
-  const bool stable = waitFor(
+  const bool stable = session.until(
       [&] {
         sleepMs(60);
         Wall now = Wall::read(session.bus());
@@ -136,7 +124,7 @@ void configureAdvanced(Session& session, const ScreenArguments& arguments) {
   }
   const uint8_t counter = session.flashByte(flash::kScreenCounter.address);
   session.bus().write(kShortcutSpace, std::vector<uint8_t>{kSubmit});
-  const bool taken = waitFor(
+  const bool taken = session.until(
       [&] {
         return session.flashByte(flash::kScreenCounter.address) != counter &&
                session.bus().read(kShortcutSpace, 1).at(0) == kStatusAdvanced;
