@@ -69,6 +69,7 @@ unsigned long StoreVerbs<Board>::sweep(vboard::Op op, const std::function<void()
 
 template class StoreVerbs<BoardTest>;
 template class StoreVerbs<ReportingTest>;
+template class StoreVerbs<SpaceTest>;
 
 std::string operation(const char* device, uint32_t address, unsigned length) {
   char text[64];

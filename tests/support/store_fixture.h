@@ -1,5 +1,5 @@
 // The parameter store on a virtual board in the test's own process: StoreTest, and ReportingStoreTest where what it
-// reports to its peers is to be heard.
+// reports to its peers is to be heard, SpaceStoreTest with the register map and the worker.
 #pragma once
 
 #include <functional>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "proto/data_common.h"
-#include "support/report_listener.h"
+#include "support/space_fixture.h"
 
 namespace testing_support {
 
@@ -36,6 +36,7 @@ class StoreVerbs : public Board {
 };
 using StoreTest = StoreVerbs<BoardTest>;
 using ReportingStoreTest = StoreVerbs<ReportingTest>;
+using SpaceStoreTest = StoreVerbs<SpaceTest>;
 
 // "fpga w 0x00000018 430", as operations() says it.
 std::string operation(const char* device, uint32_t address, unsigned length);

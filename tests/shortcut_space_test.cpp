@@ -1,0 +1,284 @@
+// The shortcut-configuration space, the handler that its basic record queues, and the deferred calculation.
+#include <gmock/gmock.h>
+
+#include "process/tprocess.h"
+#include "proto/addr_shortcutconfigscreenregister.h"
+#include "stub/mcucmessagestruct.h"
+#include "support/store_fixture.h"
+
+namespace TIRK_MCUC {
+namespace {
+
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr uint32_t kSpace = 0x02810000;
+constexpr uint32_t kFlash = 0xB99000;
+const Applied kBasic{"Sprocess_CalculateParaOfSender", ""};
+const Applied kAdvanced{"Sprocess_AdvCalcParaOfSender", ""};
+
+// What a host writes at offset 16: direction at 17, rows, columns and cabinets at 22..25.
+ByteVector basicFields(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t direction = 0) {
+  return bytes({0, direction, 0, 0, 0, 0, rows, columns, cabinets & 0xFF, cabinets >> 8});
+}
+
+class ShortcutSpace : public SpaceStoreTest {
+ protected:
+  Answer writeBasic(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t direction = 0) {
+    return write(kSpace + 16, basicFields(rows, columns, cabinets, direction));
+  }
+};
+
+TEST_F(ShortcutSpace, TheRecordIsReadWithTheLivingStatus) {
+  setFlash(kFlash, bytes({1, 2, 3, 4}));
+  setFlash(kFlash + 0xFFE, bytes({5, 6}));
+  store.LEDConfigStatus = 0xC8;
+  EXPECT_EQ(read(kSpace, 4), done(bytes({0xC8, 2, 3, 4})));
+  EXPECT_EQ(read(kSpace + 1, 2), done(bytes({2, 3})));
+  EXPECT_EQ(read(kSpace + 0xFFE, 2), done(bytes({5, 6})));
+}
+
+TEST_F(ShortcutSpace, AReadOf38BytesIsTheRecordAsWprKeepsIt) {
+  ByteVector record = counting(38, 100);
+  setFlash(kFlash, record);
+  setFlash(0xC20030, bytes({0xA, 0xB, 0xC, 0xD}));
+  store.LEDConfigStatus = 168;
+  record[0] = 168;
+  record[17] = 0xA;
+  record[22] = 0xB;
+  record[23] = 0xC;
+  record[24] = 0xD;
+  EXPECT_EQ(read(kSpace, 38), done(record));
+  EXPECT_EQ(read(kSpace, 37).data[17], 117) << "any other length is the record itself";
+  EXPECT_EQ(logged("SmartLEDParaForWPR[3] = 13"), 1U);
+}
+
+TEST_F(ShortcutSpace, WhatLeavesTheSpaceIsRefused) {
+  EXPECT_EQ(read(kSpace + 0xFFF, 2), refused(5));
+  EXPECT_EQ(read(kSpace + 0xFFFF, 1), refused(5));
+  EXPECT_EQ(write(kSpace + 0xFFF, bytes({1, 2})), refused(5));
+  EXPECT_EQ(write(kSpace + 0x1000, bytes({0xB9})), refused(5)) << "not even a submit";
+  EXPECT_EQ(write(kSpace, ByteVector(1501, 1)), refused(6));
+  EXPECT_THAT(operations(), IsEmpty());
+  EXPECT_THAT(applied(), IsEmpty());
+}
+
+TEST_F(ShortcutSpace, AFlashThatFailsRefuses) {
+  fail(vboard::Op::FlashRead, 3);
+  EXPECT_EQ(read(kSpace, 4), refused(-1));
+  EXPECT_EQ(logged("=== WriteToNumberFunCardPort ===read bytes from flash failed. driverRet = -1"), 1U);
+  fail(vboard::Op::FlashWrite, 3);
+  EXPECT_EQ(write(kSpace + 1, bytes({7})), refused(4));
+  fail(vboard::Op::FlashRead, 3);
+  EXPECT_EQ(writeBasic(4, 5, 18), refused(4)) << "a record that cannot be read back";
+  for (const unsigned long failing : {3UL, 6UL}) {
+    fail(vboard::Op::FlashWrite, failing);
+    EXPECT_EQ(writeBasic(4, 5, 18), refused(4));
+    fail(vboard::Op::FlashWrite, 0);
+  }
+  EXPECT_THAT(applied(), IsEmpty());
+}
+
+TEST_F(ShortcutSpace, ABasicRecordIsStoredCheckedAndQueued) {
+  setFlash(kFlash, counting(32, 1));
+  EXPECT_EQ(writeBasic(4, 5, 18), done());
+  EXPECT_THAT(applied(), ElementsAre(kBasic));
+  EXPECT_EQ(logged("horizontal line: RowOrColInOnePort = 4 CardNumofOneCable = 20"), 1U);
+  auto done = operations("flash w 0x00b99");
+  done.resize(3);
+  EXPECT_THAT(done, ElementsAre(operation("flash", kFlash + 16, 10), operation("flash", kFlash + 16, 10),
+                                operation("flash", kFlash, 32)));
+  EXPECT_EQ(flash(kFlash + 1, 15), counting(15, 2));
+  EXPECT_EQ(flash(kFlash + 16, 10), basicFields(4, 5, 18));
+  EXPECT_EQ(flash(kFlash + 26, 6), bytes({27, 28, 0, 0, 0, 0})) << "the record's last four bytes are cleared";
+  EXPECT_THAT(store.TmpCalcScreenPara.copy<4>(22), ElementsAre(4, 5, 18, 0));
+  EXPECT_EQ(store.mosaicRequest(), (MosaicRequest{4, 5, 18, 0, 0}));
+
+  EXPECT_EQ(writeBasic(4, 5, 257, 1), testing_support::done());
+  EXPECT_EQ(logged("vertical line: RowOrColInOnePort = 65 CardNumofOneCable = 260"), 1U);
+  EXPECT_THAT(applied(), ElementsAre(kBasic));
+}
+
+TEST_F(ShortcutSpace, OnlyWritesThatStartInTheBasicFieldsQueue) {
+  ASSERT_EQ(writeBasic(4, 5, 18), done());
+  ASSERT_THAT(applied(), ElementsAre(kBasic));
+  for (const uint32_t offset : {1U, 15U, 29U, 0x4FU, 0x50U, 0x41CU, 0x41DU, 0xF00U}) {
+    EXPECT_EQ(write(kSpace + offset, bytes({0xB8})), done()) << offset;
+    EXPECT_EQ(flash(kFlash + offset, 1), bytes({0xB8})) << offset;
+  }
+  EXPECT_THAT(applied(), IsEmpty());
+  EXPECT_EQ(logged("cfg screen flag = "), 6U) << "the port fields are not told of";
+  EXPECT_EQ(write(kSpace + 28, bytes({9})), done());
+  EXPECT_THAT(applied(), ElementsAre(kBasic)) << "the last start that queues";
+}
+
+TEST_F(ShortcutSpace, AnIncompleteBasicRecordIsRefusedAndStored) {
+  EXPECT_EQ(writeBasic(0, 5, 18), refused(4));
+  EXPECT_EQ(writeBasic(4, 0, 18), refused(4));
+  EXPECT_EQ(writeBasic(4, 5, 0), refused(4));
+  EXPECT_EQ(logged("=== WriteToShortcutConfigScreen ===Check Para stage: Para invalid! Row = 4 Colume = 5 "
+                   "Box Number = 0"),
+            1U);
+  EXPECT_EQ(flash(kFlash + 22, 4), bytes({4, 5, 0, 0}));
+  EXPECT_THAT(applied(), IsEmpty());
+  EXPECT_EQ(writeBasic(4, 5, 256), done()) << "cabinets are 16 bits";
+  EXPECT_THAT(applied(), ElementsAre(kBasic));
+}
+
+TEST_F(ShortcutSpace, TheCardSizeIsAskedForOnceInACycle) {
+  ReportListener qxt(m_directory.path().string(), kTaskQxt);
+  fitCards(2, 200, 100);
+  ASSERT_EQ(writeBasic(2, 2, 4), done());
+  EXPECT_EQ(store.cardSize(), (CardSize{200, 100}));
+  EXPECT_THAT(qxt.take(), ElementsAre(Report{0x02100006, littleEndian({200, 100})}));
+  ASSERT_EQ(writeBasic(2, 2, 4), done());
+  EXPECT_EQ(logged("=========================== Begin GetRecvCardSize_Env ========================="), 1U);
+  EXPECT_THAT(applied(), ElementsAre(kBasic, kBasic));
+}
+
+TEST_F(ShortcutSpace, ASubmitQueuesTheAdvancedCalculationAndIsNotStored) {
+  setFlash(kFlash + 0x100, bytes({0x42}));
+  EXPECT_EQ(write(kSpace + 0x100, bytes({0xB9})), done());
+  EXPECT_EQ(operations("flash w 0x00b991"), std::vector<std::string>{});
+  EXPECT_THAT(applied(), ElementsAre(kAdvanced));
+  EXPECT_EQ(flash(kFlash + 0x100, 1), bytes({0x42}));
+  EXPECT_EQ(logged("Warning:"), 0U);
+
+  EXPECT_EQ(write(kSpace + 0x101, bytes({0xB9})), done());
+  EXPECT_EQ(flash(kFlash + 0x101, 1), bytes({0xB9})) << "anywhere else 0xB9 is data";
+  EXPECT_EQ(write(kSpace + 0x200, bytes({0xB8})), done());
+  EXPECT_EQ(logged("   m_cfgScreenFlag =  184"), 1U);
+  EXPECT_THAT(applied(), IsEmpty());
+}
+
+TEST_F(ShortcutSpace, ASubmitWarnsOfPortsThatAreNotCalculated) {
+  EXPECT_EQ(write(kSpace + 0x50 + 64 * 15 + 6, bytes({3, 4})), done());
+  EXPECT_EQ(write(kSpace + 0x50 + 64 * 11 + 6, bytes({3, 4})), done());
+  setFlash(kFlash + 0x50 + 64 * 12, repeated(64, 0xFF));  // erased
+  EXPECT_EQ(write(kSpace, bytes({0xB9})), done());
+  EXPECT_THAT(applied(), ElementsAre(kAdvanced));
+  EXPECT_EQ(logged("Warning:"), 2U);
+  EXPECT_EQ(logged("the record of port 11 is stored and not calculated"), 1U);
+  EXPECT_EQ(logged("the record of port 15 is stored and not calculated"), 1U);
+  EXPECT_EQ(read(kSpace + 0x50 + 64 * 15 + 6, 2), done(bytes({3, 4})));
+}
+
+TEST_F(ShortcutSpace, PrintsItsOneEntryInPieces) {
+  testing::internal::CaptureStdout();
+  Addr_ShortcutConfigScreenRegister::Ssh_print(nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            " register base=base=0x02810000, offset=0x02810000: shortcut config screen info register\n");
+}
+
+// --- the handlers
+
+class BasicCalculation : public ReportingStoreTest {
+ protected:
+  void handle(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+    ByteVector record(32);
+    record[17] = mode;
+    record[22] = rows;
+    record[23] = columns;
+    record[24] = static_cast<uint8_t>(cabinets);
+    record[25] = static_cast<uint8_t>(cabinets >> 8);
+    clearJournal();
+    Tprocess::Sprocess_CalculateParaOfSender(32, record.data());
+  }
+  void storeRecord(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+    setFlash(kFlash + 17, {mode});
+    setFlash(kFlash + 22, {rows, columns, static_cast<uint8_t>(cabinets), static_cast<uint8_t>(cabinets >> 8)});
+  }
+  void calculate() {
+    clearJournal();
+    Tprocess::CalculateParaOfSenderHandler();
+  }
+};
+
+TEST_F(BasicCalculation, TheRequestIsNotedAndTheScreenSized) {
+  store.setCardSize({64, 32});
+  store.PbufMorSMode = 1;
+  store.SendParameterReg.setByte(0x9D, 0x5A);
+  handle(3, 4, 300, 5);
+  EXPECT_EQ(store.mosaicRequest(), (MosaicRequest{3, 4, 300, 5, 1}));
+  EXPECT_EQ(store.SendParameterReg.byte(0x9D), 0xFF);
+  EXPECT_EQ(flash(0xA3B19D, 1), bytes({0xFF}));
+  EXPECT_EQ(store.NormalBackupStatus, 1);
+  EXPECT_EQ(flash(0xC20000, 8), littleEndian32({256, 96}));
+  EXPECT_EQ(store.LEDConfigStatus, 168);
+  EXPECT_EQ(flash(kFlash, 1), bytes({168}));
+  EXPECT_EQ(store.CalculateParaHandlerCnt, 1U);
+  const auto done = operations();
+  EXPECT_EQ(done.front(), operation("flash", 0xA3B19D, 1));
+  EXPECT_EQ(done.back(), operation("flash", kFlash, 1));
+  EXPECT_THAT(operations("fpga w 0x0060"), IsEmpty()) << "the layout waits for the requests to settle";
+  handle(3, 4, 12, 0);
+  EXPECT_EQ(store.CalculateParaHandlerCnt, 2U);
+}
+
+TEST_F(BasicCalculation, ShortPayloadsAreDropped) {
+  ByteVector record(31);
+  clearJournal();
+  EXPECT_EQ(Tprocess::Sprocess_CalculateParaOfSender(31, record.data()), 0);
+  EXPECT_EQ(Tprocess::Sprocess_CalculateParaOfSender(32, nullptr), 0);
+  EXPECT_THAT(operations(), IsEmpty());
+  EXPECT_EQ(store.CalculateParaHandlerCnt, 0U);
+}
+
+TEST_F(BasicCalculation, TheDeferredCalculationLaysOutTheSettledRequest) {
+  ReportListener qxt(m_directory.path().string(), kTaskQxt);
+  fitCards(0, 100, 50);
+  store.ShortCfgReadRvStatus = 1;
+  storeRecord(2, 3, 6, 0);
+  handle(2, 3, 6, 0);
+  calculate();
+  EXPECT_EQ(fpga(0x51, 8), littleEndian({300, 100, 0, 0}));
+  EXPECT_EQ(fpga(0x500000, 2), bytes({6, 0}));
+  EXPECT_EQ(store.ShortCfgReadRvStatus, 0);
+  EXPECT_EQ(store.LEDConfigStatus, 168);
+  EXPECT_EQ(operations().back(), operation("flash", kFlash, 1));
+  EXPECT_THAT(qxt.take(), ElementsAre(Report{0x02100006, littleEndian({100, 50})}));
+  EXPECT_EQ(logged("Read Flash Para is diff"), 0U);
+  EXPECT_EQ(logged("200Ms CalculateParaOfSenderHandler"), 2U);
+  EXPECT_EQ(logged("buff_new[0x16~0x19] = 2 3 6 0 ,[0x11] 0"), 1U);
+}
+
+TEST_F(BasicCalculation, TheRecordInFlashHasTheLastWordWhenItIsComplete) {
+  fitCards(0, 100, 50);
+  const struct {
+    MosaicRequest stored;
+    unsigned cards;  // on port 0
+  } kCases[] = {
+      {{1, 4, 4, 0, 0}, 4}, {{2, 2, 4, 1, 0}, 4}, {{0, 4, 4, 0, 0}, 6}, {{1, 0, 4, 0, 0}, 6}, {{1, 4, 0, 0, 0}, 6}};
+  size_t differences = 0;
+  for (const auto& [stored, cards] : kCases) {
+    handle(2, 3, 6, 0);
+    storeRecord(static_cast<uint8_t>(stored.rows), static_cast<uint8_t>(stored.columns), stored.cards,
+                stored.connectMode);
+    calculate();
+    EXPECT_EQ(readWord(fpga(0x500000, 2).data()), cards) << stored.rows << " x " << stored.columns;
+    differences += cards == 4;
+    EXPECT_EQ(logged("Read Flash Para is diff CalculateParaOfSenderHandler"), differences);
+  }
+  handle(2, 3, 6, 0);
+  storeRecord(1, 4, 4, 0);
+  fail(vboard::Op::FlashRead, 3);
+  calculate();
+  EXPECT_EQ(fpga(0x500000, 2), bytes({6, 0})) << "an unreadable record has none";
+}
+
+TEST_F(BasicCalculation, FailuresDoNotStopIt) {
+  fitCards(0, 100, 50);
+  handle(2, 3, 6, 0);
+  storeRecord(2, 3, 6, 0);
+  for (const auto op : {vboard::Op::FlashWrite, vboard::Op::FlashRead, vboard::Op::CardRead}) {
+    const auto calls = sweep(
+        op, [this] { calculate(); },
+        [](unsigned long k) { ASSERT_THAT(operations("fpga w 0x00600000"), ::testing::SizeIs(1)) << k; });
+    EXPECT_GE(calls, op == vboard::Op::CardRead ? 1U : 3U);
+  }
+  EXPECT_GE(logged("=== WriteToBackupInfo ===Write backup info to flash failed. ret = -1"), 1U);
+}
+
+}  // namespace
+}  // namespace TIRK_MCUC
