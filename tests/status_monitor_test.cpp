@@ -19,29 +19,33 @@ using namespace testing_support;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// --- Allocations of the thread that asks for it are counted, large ones fail on request.
+// --- Each thread's allocations are counted, and large ones fail on request. Not inlined, so that the compiler does not
+// take its own new and delete for a mismatch.
 
 namespace {
 thread_local size_t allocations = 0;
 thread_local size_t largestAllowed = SIZE_MAX;
-
-void* allocate(size_t size) {
-  ++allocations;
-  return size > largestAllowed ? nullptr : std::malloc(size);
-}
 }  // namespace
 
-void* operator new(size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
+[[gnu::noinline]] void* operator new(size_t size) {
+  ++allocations;
+  void* const memory = size > largestAllowed ? nullptr : std::malloc(size > 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
 }
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
+[[gnu::noinline]] void* operator new[](size_t size) {
+  return operator new(size);
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory, size_t) noexcept {
   std::free(memory);
 }
 
