@@ -104,6 +104,13 @@ TEST_F(ProcessHandlersTest, BasicDataIsAppliedAndTellsSo) {
   EXPECT_EQ(flash(flash::kBasicHardware.address + 10, 2), bytes({0x12, 0x34}));
 }
 
+TEST_F(ProcessHandlersTest, FeatureAndBrightnessWritesAreHandedOn) {
+  write(Tprocess::Sprocess_DoFeatureInfo, 0x02000080, bytes({0x31, 0x32}));
+  EXPECT_EQ(m_store->SendParameterReg.word(0x80), 0x3231);
+  write(Tprocess::Sprocess_doAdjustBrightness, 0x0A00000C, bytes({7}));
+  EXPECT_EQ(flash(flash::kBrightness.address + 12, 1), bytes({7}));
+}
+
 TEST_F(ProcessHandlersTest, SavingPersistsTheStatusOnlyOfASoftwareTable) {
   setFlash(flash::kShortcut.address, bytes({0x11}));
   m_store->ScreenParaReg.write(0, bytes({3, 0x55, 9}));
