@@ -146,7 +146,8 @@ struct RvRecord {
   Bytes data;
 };
 
-// The record at `position`; none, with an Error line, when it is too long or does not lie wholly in the file.
+// The record at `position`; none, with an Error line, when it is too long, does not lie wholly in the file, or its data
+// would go on from a card's last register to its first.
 std::optional<RvRecord> recordAt(Bytes file, size_t position) {
   if (position > file.size() || file.size() - position < kRecordHeaderLength) {
     TRACE_ERROR("=== LoadRvCfgToRecvCard ===record header beyond the file! position = " << position);
@@ -162,7 +163,12 @@ std::optional<RvRecord> recordAt(Bytes file, size_t position) {
     TRACE_ERROR("=== LoadRvCfgToRecvCard ===record beyond the file! position = " << position << " InsNum = " << InsNum);
     return std::nullopt;
   }
-  return RvRecord{readDword(header), readWord(header + 4), file.subspan(position + kRecordHeaderLength, InsNum)};
+  const uint32_t InsAddr = readDword(header);
+  if (InsNum != 0 && InsAddr > UINT32_MAX - (InsNum - 1U)) {
+    TRACE_ERROR("=== LoadRvCfgToRecvCard ===record leaves the card's registers! InsAddr = " << InsAddr);
+    return std::nullopt;
+  }
+  return RvRecord{InsAddr, readWord(header + 4), file.subspan(position + kRecordHeaderLength, InsNum)};
 }
 
 void sendRecord(DriverUtil& driver, const RvRecord& record) {

@@ -62,11 +62,13 @@ class DriverUtil {
                    int DevType);
 
   // --- Configuration files of receiving cards, in "/data/tirk/etc/qxt/cabCfg/".
-  // The path is `file_name` when the number is above 31, else "RvCfgFile_%d.rcfgx" of that directory.
+  // The path is `file_name` (in that directory, or a bare name of it) when one is given and the number is above 31,
+  // else "RvCfgFile_%d.rcfgx". Regular files alone are written and removed; a path elsewhere is refused with an Error
+  // line.
   int ReadBytesFromrecvcard(int FlashNum, uint32_t addr, uint32_t length, uint8_t* data, const char* buff);
   int WriteRvFileToFalsh(const char* file_name, int save_rv_num, uint32_t begin_addr, const uint8_t* write_data,
                          uint32_t length);                  // 0 written; 1 not opened, not sought or not written whole
-  int RemoveRvFile(const char* file_name, int delate_num);  // 0; -1 when it exists and cannot be examined
+  int RemoveRvFile(const char* file_name, int delate_num);  // 0; -1 refused, or when it exists and cannot be examined
   int RemoveOtherRvFile(int begin_num, int max_num);        // begin_num..max_num - 1; 0
   int LoadRvCfgToRecvCard(int load_index);                  // replays the file to all cards, with its pauses; 0
 

@@ -115,6 +115,7 @@ class CTrace {
 
 // Writes "file : line text"; `items` are stream operands and are not evaluated when the level is filtered.
 //   TRACE_ERROR("=== openThing ===open failed! ret = " << ret);
+// NOLINTBEGIN(bugprone-macro-parentheses): `items` continue a chain of <<
 #define KAD_TRACE(level, items)                                                          \
   do {                                                                                   \
     if (TIRK_MCUC::traceEnabled(level)) {                                                \
@@ -124,6 +125,7 @@ class CTrace {
       TIRK_MCUC::CTrace::instance().trace_string(level, traceRecorder_);                 \
     }                                                                                    \
   } while (false)
+// NOLINTEND(bugprone-macro-parentheses)
 #define TRACE_ERROR(items) KAD_TRACE(TIRK_MCUC::kTraceError, items)
 #define TRACE_WARNING(items) KAD_TRACE(TIRK_MCUC::kTraceWarning, items)
 #define TRACE_DEBUG(items) KAD_TRACE(TIRK_MCUC::kTraceDebug, items)

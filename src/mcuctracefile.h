@@ -3,7 +3,9 @@
 // expects its caller to hold.
 //
 // A file's first 32 bytes are its header line: the fill offset, where the next line goes, as a decimal number
-// left-aligned in 31 characters, and a line feed. Text beyond the fill offset does not count.
+// left-aligned in 31 characters, and a line feed. Text beyond the fill offset does not count. The header of a shared
+// file is read before each line; that of a file of our own when the file's size, looked at once a second, is not what
+// we made it. An offset that cannot be is taken as the size.
 #pragma once
 
 #include <fcntl.h>

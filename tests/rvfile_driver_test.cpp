@@ -1,9 +1,11 @@
 // Configuration files of receiving cards: pieces, removal, replay, and that nothing but files of their directory is
 // ever touched.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <numeric>
 
@@ -128,7 +130,23 @@ TEST_F(RvFileTest, NothingButAFileOfTheDirectoryIsWrittenOrRemoved) {
   fs::create_directory(path("root/data/elsewhere"));
   fs::create_symlink("../../../elsewhere", path("root/data/tirk/etc/qxt/cabCfg"));
   EXPECT_EQ(write(nullptr, 1, 0, "x"), 1);
+  EXPECT_EQ(driver.RemoveRvFile(nullptr, 1), -1);
+  EXPECT_EQ(driver.RemoveOtherRvFile(0, 2), 0);
   EXPECT_TRUE(fs::is_empty(path("root/data/elsewhere")));
+}
+
+TEST_F(RvFileTest, PieceThatDoesNotFitOnTheDiskIsAFailure) {
+  constexpr uint32_t kLimit = 1 << 20;
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const rlimit small{kLimit, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(write(nullptr, 1, kLimit - 2, "abcd"), 1);
+  EXPECT_EQ(write(nullptr, 1, kLimit - 4, "wxyz"), 0);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
+  EXPECT_EQ(file(1).substr(kLimit - 4), "wxyz");
+  EXPECT_EQ(logged("=== WriteRvFileToFalsh ===write failed!"), 1U);
 }
 
 // --- Removal
@@ -192,6 +210,7 @@ TEST_F(RvFileTest, ReplayEndsAtARecordThatIsNotWhole) {
       {"record header cut", whole.substr(0, whole.size() - 5), 1},
       {"file header cut", std::string("\x01\0", 2), 0},
       {"empty", "", 0},
+      {"past a card's last register", rvFile(2, {{0xFFFFFE00, 0, 512, 512}, {0xFFFFFE00, 0, 513, 513}}), 1},
   };
   for (const auto& row : cases) {
     const size_t before = errors();

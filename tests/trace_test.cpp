@@ -1,9 +1,11 @@
 // The trace log: the message builder, the level filter, lines and headers, rotation, and what is done to its files.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -216,6 +218,26 @@ TEST_F(TraceTest, LostStandardOutputLosesTheEchoAlone) {
   const auto lines = linesOf(logFile("03072026", 0));
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_THAT(lines[1], HasSubstr("to nobody"));
+}
+
+TEST_F(TraceTest, FullDiskCutsALineAndTheLogGoesOnLater) {
+  const fs::path file = logFile("03072026", 0);
+  TRACE_INFO("fits");
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const size_t limit = fs::file_size(file) + 10;
+  const rlimit small{limit, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  TRACE_INFO("cut");
+  TRACE_INFO("lost");
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
+  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(limit));
+  TRACE_INFO("goes on");
+  const auto lines = linesOf(file);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_THAT(lines[1], StartsWith("[03/07/202[03/07/2026 "));
+  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(fs::file_size(file)));
 }
 
 TEST_F(TraceTest, LinesOfManyThreadsStayWhole) {

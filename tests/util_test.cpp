@@ -1,0 +1,85 @@
+// The utilities: pauses that signals do not shorten, threads that do not start, the home environment.
+#include "mcucutil.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "support/board_fixture.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+
+class UtilTest : public BoardTest {};
+
+TEST_F(UtilTest, SleepLastsTheWholeTimeThoughSignalsArrive) {
+  static volatile sig_atomic_t signals = 0;
+  struct sigaction action {};
+  action.sa_handler = [](int) { signals = signals + 1; };
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval everyFiveMs{{0, 5000}, {0, 5000}};
+  setitimer(ITIMER_REAL, &everyFiveMs, nullptr);
+  const int64_t begin = monotonicUs();
+  Sleep(60);
+  sleepUs(20000);
+  const int64_t elapsed = monotonicUs() - begin;
+  const itimerval off{};
+  setitimer(ITIMER_REAL, &off, nullptr);
+  EXPECT_GE(elapsed, 80000);
+  EXPECT_GT(signals, 1);
+}
+
+TEST_F(UtilTest, ThreadThatCannotBeMadeIsReported) {
+  pthread_attr_t usual, huge;
+  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+  ASSERT_EQ(pthread_attr_init(&huge), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&huge, size_t{1} << 50), 0);  // more than there are addresses
+  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+  unsigned long id = 77;
+  const auto body = [](void*) -> void* { return nullptr; };
+  EXPECT_EQ(startDetachedThread(body, nullptr, &id, {"attributes ", "detach ", "create err="}), 0x80005001U);
+  ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+  EXPECT_EQ(id, 77U);
+  EXPECT_EQ(logged("create err=" + std::to_string(EAGAIN)), 1U);
+  EXPECT_EQ(startDetachedThread(body, nullptr, &id, {"attributes ", "detach ", "create err="}), 0U);
+  pthread_attr_destroy(&huge);
+  pthread_attr_destroy(&usual);
+}
+
+TEST_F(UtilTest, TicksAreTheBoardsWallClock) {
+  vboard::board().clock.set(int64_t{1'700'000'000} * 1'000'000 + 123'000);
+  const unsigned long ticks = GetTickCount();
+  EXPECT_GE(ticks, 1'700'000'000'123UL);
+  EXPECT_LT(ticks, 1'700'000'020'123UL);
+}
+
+TEST_F(UtilTest, HomeIsTheVariableThatWasNamed) {
+  setenv("HOME", "/home/one", 1);
+  setenv("KADREND_TEST_HOME", "/home/two", 1);
+  EXPECT_STREQ(get_home_env(), "/home/one");
+  set_home_env("KADREND_TEST_HOME");
+  EXPECT_STREQ(get_home_env(), "/home/two");
+  unsetenv("KADREND_TEST_HOME");
+  EXPECT_STREQ(get_home_env(), "");
+  set_home_env(nullptr);
+  EXPECT_STREQ(get_home_env(), "");
+}
+
+TEST_F(UtilTest, DescriptorHasOneOwner) {
+  const auto isOpen = [](int fd) { return fcntl(fd, F_GETFD) >= 0; };
+  UniqueFd first(open("/dev/null", O_RDONLY)), second(open("/dev/null", O_RDONLY));
+  const int a = first.get(), b = second.get();
+  first = std::move(second);
+  EXPECT_FALSE(isOpen(a));
+  EXPECT_EQ(first.get(), b);
+  { const UniqueFd third(std::move(first)); }
+  EXPECT_FALSE(isOpen(b));
+}
+
+}  // namespace
