@@ -1,3 +1,46 @@
-int main() {
-  return 1;
+// The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps for ever.
+#include <csignal>
+#include <cstring>
+
+#include "boardhost.h"
+#include "driverutil.h"
+#include "mcuctrace.h"
+#include "mcucutil.h"
+#include "process/tprocess_ctl.h"
+#include "proto/tshl_ctl.h"
+#include "stub/stubutil.h"
+
+namespace {
+
+constexpr unsigned long kSleepMs = 5000;
+
+void applyOption(const char* option) {
+  if (option == nullptr) {
+    g_logLevel = 0;
+  } else if (std::strcmp(option, "-debug") == 0) {
+    g_logLevel = 3;
+    log_on = 1;
+  } else if (std::strcmp(option, "-info") == 0) {
+    g_logLevel = 2;
+  } else if (std::strcmp(option, "-disable") == 0) {
+    g_logLevel = 4;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  using namespace TIRK_MCUC;
+  if (board_open() != 0) return 1;
+  std::signal(SIGPIPE, SIG_IGN);
+  log_on = 1;
+  applyOption(argc > 1 ? argv[1] : nullptr);
+  TRACE_INFO("================================== Kadrend Start ================================");
+  TRACE_INFO("Version:" << 1 << "." << 1 << "." << 0 << "." << 0);
+  runShell("mkdir -p /tmp/kadrend");
+  DriverUtil::getInstance()->initialize();
+  Tprocess_ctl::getInstance()->initialize();
+  Tshl_ctl::getInstance()->initialize();
+  StubUtil::getInstance()->initialize();
+  for (;;) Sleep(kSleepMs);
 }

@@ -1,4 +1,6 @@
 // rv: the configuration files of receiving cards, kept on the controller and replayed to every card.
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -66,7 +68,7 @@ std::vector<uint8_t> makeNameList(const std::vector<RvFile>& files) {
 }
 
 void progress(const Session& session, const std::string& what, size_t done, size_t all) {
-  if (session.json) return;
+  if (session.json || ::isatty(STDOUT_FILENO) == 0) return;
   std::cout << "\r" << what << " " << 100 * done / std::max<size_t>(1, all) << " %" << (done == all ? "\n" : "")
             << std::flush;
 }

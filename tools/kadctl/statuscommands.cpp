@@ -4,11 +4,15 @@
 #include <ctime>
 #include <iostream>
 #include <map>
+#include <optional>
 
 #include "kadctl/registernames.h"
 #include "kadctl/session.h"
 #include "kadctl/text.h"
 #include "kadctl/wallscene.h"
+#include "proto/data_common.h"
+#include "proto/flashmap.h"
+#include "proto/fpgamap.h"
 #include "proto/sendparameter.h"
 
 namespace kadctl {
@@ -18,6 +22,10 @@ namespace {
 using namespace TIRK_MCUC;
 
 constexpr uint32_t kScreenStatus = 0x02810000;
+constexpr uint32_t kHardwareSpace = 0x00000000;
+constexpr uint32_t kFpgaSpace = 0xF0000000;
+constexpr uint32_t kCardBrightness = 0x02000001;
+constexpr uint8_t kOutputRestored = 0x5A;
 
 const char* configurationName(uint8_t status) {
   switch (status) {
@@ -32,32 +40,82 @@ const char* configurationName(uint8_t status) {
   }
 }
 
+std::string portList(const Wall& wall, bool (*holds)(const WallPort&)) {
+  std::string text;
+  for (const WallPort& port : wall.ports) {
+    if (holds(port)) text += (text.empty() ? "" : " ") + std::to_string(port.number);
+  }
+  return text.empty() ? "none" : text;
+}
+
+// The first linked port's first card says how bright the cards are; empty when none can be asked.
+std::optional<uint8_t> cardBrightness(BusClient& bus, const Wall& wall) {
+  for (const WallPort& port : wall.ports) {
+    if (!port.linked) continue;
+    const Target card{kDeviceRecvCard, static_cast<uint8_t>(port.number), 0};
+    const auto reply = bus.ask(BusClient::request(kCodeRead, kCardBrightness, 1, {}, card));
+    if (reply && reply->frame.m_ucAck == kAckOk) return reply->frame.m_data.at(0);
+  }
+  return std::nullopt;
+}
+
 struct Status {
   Wall wall;
-  std::vector<uint8_t> feature;
+  std::vector<uint8_t> feature;   // as the daemon holds it
+  std::vector<uint8_t> hardware;  // the basic hardware block
+  std::vector<uint8_t> fpga;      // as the FPGA holds it
   uint8_t configuration;
+  uint8_t counter;
+  std::optional<uint8_t> brightness;
 
-  explicit Status(BusClient& bus)
-      : wall(Wall::read(bus)),
-        feature(bus.read(sendpara::kRegisterBase, sendpara::kSize)),
-        configuration(bus.read(kScreenStatus, 1).at(0)) {}
+  explicit Status(Session& session)
+      : wall(Wall::read(session.bus())),
+        feature(session.bus().read(sendpara::kRegisterBase, sendpara::kBusEnd)),
+        hardware(session.bus().read(kHardwareSpace, 32)),
+        fpga(session.bus().read(kFpgaSpace, 0x200)),
+        configuration(session.bus().read(kScreenStatus, 1).at(0)),
+        counter(session.flashByte(flash::kScreenCounter.address)),
+        brightness(cardBrightness(session.bus(), wall)) {}
+
+  std::string role() const { return feature[sendpara::kDeviceRole] == kDeviceSlave ? "slave" : "master"; }
+  std::string model() const { return hexText(std::vector<uint8_t>{hardware[3], hardware[2]}); }
+  std::string serial() const { return hexText(Bytes(hardware).subspan(22, 8)); }
+  bool restored() const { return feature[sendpara::kOutputSwitch] == kOutputRestored; }
+  unsigned redundancy() const {
+    const auto nibble = [this](size_t at) { return fpga[at] & 15U; };
+    return nibble(sendpara::kRedundancy0To3) | nibble(sendpara::kRedundancy4To7) << 4 |
+           nibble(sendpara::kRedundancy8To15) << 8 | nibble(sendpara::kRedundancy8To15 + 1) << 12;
+  }
+  uint16_t fibre(size_t which) const { return readWord(&fpga[fpga::kFiberBelowLink.address + 2 * which]); }
 
   nlohmann::json toJson() const {
     nlohmann::json out = wall.toJson();
     out["configuration"] = configurationName(configuration);
-    out["role"] = feature[sendpara::kDeviceRole] == 0xA5 ? "slave" : "master";
-    out["fibreLink"] = feature[sendpara::kFiberLink];
+    out["configurations"] = counter;
+    out["role"] = role();
+    out["redundancy"] = redundancy();
+    out["fibre"] = {{"state", fpga[sendpara::kFiberLink]}, {"ports1", fibre(0)}, {"ports2", fibre(1)}};
+    out["restored"] = restored();
+    out["model"] = model();
+    out["serial"] = serial();
+    if (brightness) out["brightness"] = *brightness;
     return out;
   }
   void print() const {
-    std::cout << "screen         " << wallSummary(wall) << "\n"
-              << "configuration  " << configurationName(configuration) << "\n"
-              << "role           " << (feature[sendpara::kDeviceRole] == 0xA5 ? "slave" : "master") << "\n"
-              << "fibre link     " << hexText(Bytes(feature).subspan(sendpara::kFiberLink, 1)) << "\n";
+    std::printf("device         model %s, serial number %s, %s\n", model().c_str(), serial().c_str(), role().c_str());
+    std::printf("restore        %s\n",
+                restored() ? "parameters are in the FPGA" : "the FPGA has not been restored yet");
+    std::printf("screen         %s\n", wall.empty() ? "none laid out" : wallSummary(wall).c_str());
+    std::printf("configuration  %s, %u since start\n", configurationName(configuration), counter);
+    std::printf("brightness     %s\n",
+                brightness ? (std::to_string(*brightness) + " of 255").c_str() : "no card answers");
+    std::printf("links          ports %s\n", portList(wall, [](const WallPort& p) { return p.linked; }).c_str());
+    std::printf("redundancy     mask 0x%04X\n", redundancy());
+    std::printf("fibre          state 0x%02X, ports behind fibre 1 0x%04X, fibre 2 0x%04X\n",
+                fpga[sendpara::kFiberLink], fibre(0), fibre(1));
+    std::printf("backup ports   %s\n", portList(wall, [](const WallPort& p) { return p.backup; }).c_str());
     for (const WallPort& port : wall.ports) {
-      std::printf("port %u         %s, %s, %zu cards%s\n", port.number, port.linked ? "linked " : "no link",
-                  port.backup ? "backup" : "master", port.cards.size(),
-                  port.repeats >= 0 ? (", repeats port " + std::to_string(port.repeats)).c_str() : "");
+      if (port.repeats < 0 && !port.cards.empty()) std::printf("               %s\n", portSummary(port).c_str());
     }
     std::fflush(stdout);
   }
@@ -118,7 +176,7 @@ void watch(Session& session, const WatchArguments& arguments) {
 
 void addStatusCommands(CLI::App& app, Session& session) {
   app.add_subcommand("status", "The device on one screen")->callback([&session] {
-    const Status status(session.bus());
+    const Status status(session);
     if (session.json) {
       std::cout << status.toJson() << "\n";
     } else {

@@ -15,6 +15,7 @@ namespace {
 constexpr uint32_t kPositionSpace = 0x03000000;
 constexpr uint32_t kNumberSpace = 0x03100000;
 constexpr uint32_t kScreenEchoSpace = 0x02100000;
+constexpr uint32_t kFpgaSpace = 0xF0000000;  // the FPGA's bytes as they are; reading them changes nothing
 constexpr size_t kNumberPortLength = 32;
 
 // Card count of a port: 0..7 from the table's start, 8 and 9 behind the common part.
@@ -22,11 +23,16 @@ size_t countOffset(unsigned port) {
   return port < 8 ? kNumberPortLength * port : 0x200 + kNumberPortLength * (port - 8);
 }
 
-// Link nibbles of four ports each, as a read of the feature block answers them: copper or fibre.
-bool isLinked(const std::vector<uint8_t>& feature, unsigned port) {
+// What the FPGA holds of the feature block, and the fibre words behind it.
+constexpr size_t kFpgaBytes = fpga::kFiberBelowLink.address + fpga::kFiberBelowLink.length;
+
+// Copper: link nibbles of four ports each. Fibre: a word for each optical port, bit p for port p.
+bool isLinked(const std::vector<uint8_t>& fpgaBytes, unsigned port) {
   static constexpr size_t kNibbles[] = {sendpara::kCopperLink0To3, sendpara::kCopperLink4To7,
                                         sendpara::kCopperLink8To15, sendpara::kCopperLink8To15 + 1};
-  return (feature[kNibbles[port / 4]] >> (port % 4) & 1) != 0;
+  const uint8_t* fibers = fpgaBytes.data() + fpga::kFiberBelowLink.address;
+  return (fpgaBytes[kNibbles[port / 4]] >> (port % 4) & 1) != 0 ||
+         ((readWord(fibers) | readWord(fibers + 2)) >> port & 1) != 0;
 }
 
 void markRepeats(std::array<WallPort, Wall::kPorts>& ports) {
@@ -47,12 +53,14 @@ void markRepeats(std::array<WallPort, Wall::kPorts>& ports) {
 
 Wall Wall::read(BusClient& bus) {
   Wall wall;
-  const auto feature = bus.read(sendpara::kRegisterBase, sendpara::kSize);
+  const auto feature = bus.read(kFpgaSpace, kFpgaBytes);
   const auto record = bus.read(kScreenEchoSpace, 15);
   const auto numbers = bus.read(kNumberSpace, kNumberTableSize);
   const auto word = [&feature](size_t at) { return int{readWord(feature.data() + at)}; };
-  wall.width = word(sendpara::kScreenWidth);
-  wall.height = word(sendpara::kScreenHeight);
+  // An advanced configuration leaves its size in the daemon's block alone.
+  const auto size = bus.read(sendpara::kRegisterBase + sendpara::kScreenWidth, 4);
+  wall.width = readWord(&size[0]);
+  wall.height = readWord(&size[2]);
   wall.cardWidth = readWord(record.data() + 6);
   wall.cardHeight = readWord(record.data() + 8);
   for (unsigned p = 0; p < kPorts; ++p) {
