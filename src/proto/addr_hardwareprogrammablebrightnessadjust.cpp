@@ -48,8 +48,8 @@ int Addr_HardWareBrightnessAdjust::ReadFromBrightnessInfo(IMD_proto3rd* request)
   if (length > kBrightnessTableSize) return refuse(request, kUnknown);
   return readThrough(request, [&](MutableBytes out) {
     if (offset + length <= kBrightnessTableSize) {
-      BrightnessControl::getInstance().copyTable(offset, out);
-      return static_cast<int>(kDone);
+      const bool loaded = BrightnessControl::getInstance().copyTable(offset, out);
+      return static_cast<int>(loaded ? kDone : kRefused);
     }
     const int result = DriverUtil::getInstance()->ReadBytesFromFlash(
         flash::kBrightness.address + static_cast<uint32_t>(offset), static_cast<uint32_t>(length), out.data());

@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include "mcucmutex.h"
+#include "proto/brightnessalarm.h"
 #include "proto/brightnessplan.h"
 #include "proto/tshl_ctl.h"
 
@@ -31,7 +32,7 @@ class BrightnessControl {
   // Applies a host's write. What is not whole and legal is an Error line and changes nothing.
   void SetBrightnessAdjustTable(uint32_t addr, int length, const uint8_t* data);
   void SaveBrightnessPara();  // writes the table back into its region; not when that cannot be read
-  void copyTable(size_t offset, MutableBytes out);  // offset + size at most 512
+  bool copyTable(size_t offset, MutableBytes out);  // offset + size at most 512; false: it could not be loaded
 
   // --- flag thread (brightnessschedule.cpp, brightnesssensor.cpp)
   void UpdataBrightnessPara(uint8_t storedTimeout);  // first poll: loads the table, selects the mode
@@ -64,7 +65,7 @@ class BrightnessControl {
 
   // One reading of the board's clock, in local time.
   struct ClockSnapshot {
-    time_t seconds = 0;
+    bool valid = false;  // the clock could be read
     tm local{};
     uint8_t hourBcd() const { return toBcd(static_cast<unsigned>(local.tm_hour)); }
     uint8_t minuteBcd() const { return toBcd(static_cast<unsigned>(local.tm_min)); }
@@ -75,12 +76,11 @@ class BrightnessControl {
   bool ensureTable();
   bool readRegion(MutableBytes out);
   void storeModeByte(uint8_t mode);
-  void storePiece(uint32_t k, Bytes piece);
-  void noteTransfer(uint32_t k, Bytes piece);
+  bool storePiece(uint32_t k, Bytes piece);
+  void noteTransfer(uint32_t k, Bytes piece, bool stored);
   bool transferEndsWith(uint32_t k, size_t length) const;
   void applyMixedWrite(uint32_t k, Bytes data);
   void switchMixedControl(bool on);
-  void applySchedule();
   void applySensor();
   void switchEverythingOff();
   void allModesOff();
@@ -93,28 +93,29 @@ class BrightnessControl {
   void applyScheduleNode(const ScheduleNode& node);
   void applyMixedNode(const MixedNode& node, Guard& guard);
   void InsertInterruptTimeToQueue(int AdjustType);
-  bool alarmIsDue(const ClockSnapshot& now);
-  time_t alarmStart(time_t day) const;
+  void armAnew(const ClockSnapshot& now);
+  void applyDueMixedNodes(Guard& guard);
   void SeiralComErrorProcess();
   void screenBlackWatchdog(bool activity);
   void hardwareControlWatchdog(bool activity);
-  bool GetAverageLuxOneTime(uint16_t* out);
-  bool GetMixAdjAverageLux(uint16_t* out);
+  // One reading over the list in force. They release the mutex while they wait for the sensors.
+  bool GetAverageLuxOneTime(uint16_t* out, Guard& guard);
+  bool GetMixAdjAverageLux(uint16_t* out, Guard& guard);
   void mixedSensorStep(Guard& guard);
   void sensorFault(Guard& guard);
   void resetSamples();
   void sendGlobal(uint8_t brightness);  // to every card on every port
   void sendMixed(uint8_t brightness, Guard& guard);
-  // In steps of 1 with a pause each, when gradual changes are on; ends where it is when a host's write comes in
-  // between.
+  // In steps of 1 with a pause each, when gradual changes are on; ends where it is when a mode (re)starts in between.
   void SmartAdjustGlobalBrightness(uint8_t CurrentBri, uint8_t TargetBri, unsigned long DelayMs, Guard& guard);
 
   CMutexThreadRecursive m_mutex;
-  uint32_t m_generation = 0;  // counts host writes
+  uint32_t m_restarts = 0;  // how often a mode was (re)started or switched off: what waits without the mutex compares
 
   // The table as last written, and the block being received.
   std::array<uint8_t, kBrightnessTableSize> ProgrammableTimeTableArray{};
   bool m_tableLoaded = false;
+  bool m_modeSelected = false;  // by the first poll, or by a write before it
   uint32_t ConfigFileLength = 0;
   uint32_t m_received = 0;  // bytes of the block from its start on without a gap
 
@@ -141,18 +142,11 @@ class BrightnessControl {
   StepMap m_stepMap{};
   MixedPlan m_mixed;
 
-  // The alarm.
-  enum AlarmState : uint8_t { kFiring = 0, kArmed = 1, kIdle = 2 };
-  AlarmState INT_Once = kIdle;
+  // The alarm, and the node for which it is armed or that was applied last.
+  BrightnessAlarm m_alarm;
   int RtcIndex = 0;
   uint16_t Index = kNoNode;
-  uint8_t TimeIntHour = 0;  // BCD
-  uint8_t TimeIntMin = 0;
   enum_Active RtcIntOccurArrived = DISABLE;
-  tm m_firedMinute{};  // local minute in which it last fired
-  bool m_hasFired = false;
-  time_t m_lastCheck = 0;    // 0: none yet
-  time_t m_catchUpFrom = 0;  // nodes after this moment are still owed; 0: none
 
   // Sensors.
   std::array<uint16_t, 16> AutoBrightnessReadValTable{};

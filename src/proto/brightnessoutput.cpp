@@ -48,7 +48,7 @@ void BrightnessControl::SmartAdjustGlobalBrightness(uint8_t CurrentBri, uint8_t 
     LastGlobalBri = TargetBri;
     return;
   }
-  const uint32_t generation = m_generation;
+  const uint32_t restarts = m_restarts;
   for (uint8_t brightness = CurrentBri; brightness != TargetBri;) {
     brightness = static_cast<uint8_t>(brightness + (TargetBri > brightness ? 1 : -1));
     sendGlobal(brightness);
@@ -56,16 +56,16 @@ void BrightnessControl::SmartAdjustGlobalBrightness(uint8_t CurrentBri, uint8_t 
     guard.UnLock();
     Sleep(DelayMs);
     guard.Lock();
-    if (m_generation != generation) return;
+    if (m_restarts != restarts) return;
   }
 }
 
 void BrightnessControl::sendMixed(uint8_t brightness, Guard& guard) {
   constexpr unsigned long kStepMs = 50;
-  const uint32_t generation = m_generation;
+  const uint32_t restarts = m_restarts;
   if (MixBriAdjOccured) {
     SmartAdjustGlobalBrightness(LastGlobalBri, brightness, kStepMs, guard);
-    if (m_generation != generation) return;
+    if (m_restarts != restarts) return;
   } else {
     sendGlobal(brightness);
   }

@@ -12,18 +12,7 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr uint8_t kSchedulePorts = 4;
-constexpr int kSecondsAlarmMayFire = 4;   // of its minute; the check comes every 2 s
-constexpr time_t kLongestQuietCheck = 3;  // seconds between checks beyond which the clock jumped or the thread was held
-constexpr time_t kDay = 24 * 60 * 60;
 constexpr uint16_t kBroadcastPeriod = 600;  // seconds
-
-constexpr int fromBcd(uint8_t bcd) {
-  return (bcd >> 4) * 10 + (bcd & 15);
-}
-
-bool sameMinute(const tm& a, const tm& b) {
-  return a.tm_year == b.tm_year && a.tm_yday == b.tm_yday && a.tm_hour == b.tm_hour && a.tm_min == b.tm_min;
-}
 
 // 1 Monday .. 7 Sunday.
 unsigned NowTimeGetWeek(const tm& local) {
@@ -32,6 +21,11 @@ unsigned NowTimeGetWeek(const tm& local) {
 
 bool activeOn(const MixedNode& node, unsigned bit) {
   return node.enabled && (node.weekdays >> bit & 1) != 0;
+}
+
+template <class Node>
+unsigned startKey(const Node& node) {
+  return timeKey(node.hourBcd, node.minuteBcd);
 }
 
 }  // namespace
@@ -44,27 +38,26 @@ BrightnessControl& BrightnessControl::getInstance() {
 BrightnessControl::ClockSnapshot BrightnessControl::readClock() {
   ClockSnapshot out;
   timeval now{};
-  if (board_clock_get(&now) != 0) return out;
-  out.seconds = now.tv_sec;
-  localtime_r(&out.seconds, &out.local);
+  out.valid = board_clock_get(&now) == 0 && localtime_r(&now.tv_sec, &out.local) != nullptr;
+  if (!out.valid) TRACE_ERROR("=== Brightness ===the clock cannot be read");
   return out;
 }
 
 void BrightnessControl::BrightnessAdjustInit() {
-  INT_Once = kIdle;
+  const ClockSnapshot now = readClock();
+  ++m_restarts;
+  m_alarm.reset(civilSeconds(now.local));
   RtcIntOccurArrived = DISABLE;
   ProgrammableAdjustArrived = DISABLE;
   BriBroadcastEnable = DISABLE;
   BriBroadcastArrived = DISABLE;
   SensorReadFaultCnt = 0;
-  m_hasFired = false;
-  m_catchUpFrom = 0;
   if (ProgrammableAdjustEnable == ENABLE) {
-    startSchedule(readClock());
+    startSchedule(now);
   } else if (AutoBrightnessAdjustEnable == ENABLE) {
     resetSamples();
   } else if (MixBrightnessAdjustEnable == ENABLE && MixBriAdjustControl == ENABLE) {
-    startMixed(readClock());
+    startMixed(now);
   } else if (SerialCtrlScreenBlackEnable == ENABLE || HardwareCtrlAdjustEnable == ENABLE) {
     TIM2_PeriodCnt = 0;
   }
@@ -79,6 +72,7 @@ void BrightnessControl::startSchedule(const ClockSnapshot& now) {
 }
 
 void BrightnessControl::startMixed(const ClockSnapshot& now) {
+  MixAutoBriAdjustEnable = DISABLE;  // until a node says otherwise
   std::array<uint8_t, kBrightnessRegionSize> region;
   if (!readRegion(region)) return;
   m_mixed = parseMixedPlan(region);
@@ -95,7 +89,6 @@ void BrightnessControl::startMixed(const ClockSnapshot& now) {
     MixBriAdjOccured = false;
     SensorReadTimeCnt = 0;
   } else {
-    MixAutoBriAdjustEnable = DISABLE;
     const uint8_t brightness = percentToBrightness(node.percent);
     sendGlobal(brightness);
     LastGlobalBri = brightness;
@@ -110,73 +103,52 @@ void BrightnessControl::applyScheduleNode(const ScheduleNode& node) {
   for (uint8_t port = 0; port < kSchedulePorts; ++port) {
     if ((node.ports >> port & 1) == 0) continue;
     NewSendReceiveCardPara(kCardGlobalBrightness, port, kAllCards, 1, &node.brightness);
+    LastGlobalBri = node.brightness;
     if (m_schedule.components) {
       AdjustCurrentComponentBrightness(port, node.red, node.green, node.blue, node.virtualRed);
     }
   }
-  LastGlobalBri = node.brightness;
 }
 
 // Nodes that can never start (disabled, or no time of day) are passed over, so that the alarm never waits for one.
 void BrightnessControl::InsertInterruptTimeToQueue(int AdjustType) {
   const size_t count = AdjustType == 0 ? m_schedule.nodes.size() : m_mixed.nodes.size();
-  INT_Once = kIdle;
+  m_alarm.disarm();
   for (size_t tried = 0; tried < count; ++tried) {
     RtcIndex = static_cast<size_t>(RtcIndex + 1) >= count ? 0 : RtcIndex + 1;
     const auto index = static_cast<size_t>(RtcIndex);
     if (AdjustType != 0 && !m_mixed.nodes[index].enabled) continue;
-    TimeIntHour = AdjustType == 0 ? m_schedule.nodes[index].hourBcd : m_mixed.nodes[index].hourBcd;
-    TimeIntMin = AdjustType == 0 ? m_schedule.nodes[index].minuteBcd : m_mixed.nodes[index].minuteBcd;
-    if (!isBcdTime(TimeIntHour, TimeIntMin)) continue;
-    INT_Once = kArmed;
+    const uint8_t hour = AdjustType == 0 ? m_schedule.nodes[index].hourBcd : m_mixed.nodes[index].hourBcd;
+    const uint8_t minute = AdjustType == 0 ? m_schedule.nodes[index].minuteBcd : m_mixed.nodes[index].minuteBcd;
+    if (!isBcdTime(hour, minute)) continue;
+    m_alarm.arm(hour, minute);
     return;
+  }
+}
+
+// For the node that comes next by the clock as it is now. What was applied stays.
+void BrightnessControl::armAnew(const ClockSnapshot& now) {
+  const bool schedule = ProgrammableAdjustEnable == ENABLE;
+  const size_t count = schedule ? m_schedule.nodes.size() : m_mixed.nodes.size();
+  const size_t inForce = schedule ? CurrentTimeBelongToWhichNode(m_schedule, now.hourBcd(), now.minuteBcd())
+                                  : MixAdjCurrentTimeNode(m_mixed, now.hourBcd(), now.minuteBcd());
+  RtcIndex = static_cast<int>(inForce);
+  for (size_t tried = 0; tried < count; ++tried) {
+    InsertInterruptTimeToQueue(schedule ? 0 : 1);
+    if (!m_alarm.alreadyFired(civilSeconds(now.local))) return;
   }
 }
 
 void BrightnessControl::TimeToOver_Handler() {
   const Guard guard(m_mutex);
   const ClockSnapshot now = readClock();
-  const bool due = alarmIsDue(now);
-  m_lastCheck = now.seconds;
-  if (INT_Once != kArmed || !due) return;
-  INT_Once = kIdle;
-  m_firedMinute = now.local;
-  m_hasFired = true;
-  RtcIntOccurArrived = ENABLE;
+  if (!now.valid) return;
+  const BrightnessAlarm::Outcome outcome = m_alarm.check(civilSeconds(now.local));
+  if (outcome == BrightnessAlarm::kFired) RtcIntOccurArrived = ENABLE;
+  if (outcome == BrightnessAlarm::kWentBack && m_alarm.armed()) armAnew(now);
 }
 
-// Within the first seconds of the armed minute, once in it; or, when the checks were interrupted, as soon as the armed
-// minute lies behind: then also the nodes that followed it, one after the other, so that the one in force stands last.
-bool BrightnessControl::alarmIsDue(const ClockSnapshot& now) {
-  if (INT_Once != kArmed) return false;
-  const bool interrupted = m_lastCheck != 0 && now.seconds - m_lastCheck > kLongestQuietCheck;
-  if (interrupted) m_catchUpFrom = std::max(m_lastCheck, now.seconds - kDay);
-  if (now.seconds < m_lastCheck) m_catchUpFrom = 0;
-  if (m_catchUpFrom != 0 && isBcdTime(TimeIntHour, TimeIntMin)) {
-    for (const time_t day : {now.seconds - kDay, now.seconds}) {
-      const time_t start = alarmStart(day);
-      if (start <= m_catchUpFrom || start > now.seconds) continue;
-      m_catchUpFrom = start;
-      return true;
-    }
-    m_catchUpFrom = 0;
-  }
-  const bool inItsMinute =
-      now.hourBcd() == TimeIntHour && now.minuteBcd() == TimeIntMin && now.local.tm_sec < kSecondsAlarmMayFire;
-  return inItsMinute && !(m_hasFired && sameMinute(m_firedMinute, now.local));
-}
-
-// When the alarm's minute begins on the local date of `day`.
-time_t BrightnessControl::alarmStart(time_t day) const {
-  tm local{};
-  localtime_r(&day, &local);
-  local.tm_hour = fromBcd(TimeIntHour);
-  local.tm_min = fromBcd(TimeIntMin);
-  local.tm_sec = 0;
-  local.tm_isdst = -1;
-  return mktime(&local);
-}
-
+// Every node of the minute that has come, in order: they may be for different ports.
 void BrightnessControl::ProgrammableBrightnessAdjust() {
   const Guard guard(m_mutex);
   if (ProgrammableAdjustEnable == DISABLE) return;
@@ -186,8 +158,12 @@ void BrightnessControl::ProgrammableBrightnessAdjust() {
   }
   if (ProgrammableAdjustArrived == DISABLE) return;
   ProgrammableAdjustArrived = DISABLE;
-  applyScheduleNode(m_schedule.nodes[static_cast<size_t>(RtcIndex)]);
-  InsertInterruptTimeToQueue(0);
+  for (size_t left = m_schedule.nodes.size(); left > 0; --left) {
+    const ScheduleNode& node = m_schedule.nodes[static_cast<size_t>(RtcIndex)];
+    applyScheduleNode(node);
+    InsertInterruptTimeToQueue(0);
+    if (startKey(m_schedule.nodes[static_cast<size_t>(RtcIndex)]) != startKey(node)) return;
+  }
 }
 
 void BrightnessControl::MixBrightnessAdjust() {
@@ -198,15 +174,29 @@ void BrightnessControl::MixBrightnessAdjust() {
   }
   if (ProgrammableAdjustArrived == ENABLE && MixBrightnessAdjustEnable == ENABLE && MixBriAdjustControl == ENABLE) {
     ProgrammableAdjustArrived = DISABLE;
-    const uint32_t generation = m_generation;
-    const MixedNode node = m_mixed.nodes[static_cast<size_t>(RtcIndex)];
-    if (activeOn(node, NowTimeGetWeek(readClock().local) - 1)) applyMixedNode(node, guard);  // bit 0: Monday
-    if (m_generation == generation) InsertInterruptTimeToQueue(1);
+    applyDueMixedNodes(guard);
   }
   mixedSensorStep(guard);
   if (BriBroadcastArrived == ENABLE) {
     BriBroadcastArrived = DISABLE;
     sendGlobal(LastGlobalBri);
+  }
+}
+
+// Every node of the minute that has come, in order: they may be for different weekdays. The weekday is that of the
+// node's start, which lies on the day before when the alarm came late.
+void BrightnessControl::applyDueMixedNodes(Guard& guard) {
+  constexpr unsigned kWeek = 7;
+  const ClockSnapshot now = readClock();
+  const unsigned today = NowTimeGetWeek(now.local) - 1;  // bit 0: Monday
+  const unsigned key = timeKey(now.hourBcd(), now.minuteBcd());
+  const uint32_t restarts = m_restarts;
+  for (size_t left = m_mixed.nodes.size(); left > 0; --left) {
+    const MixedNode node = m_mixed.nodes[static_cast<size_t>(RtcIndex)];
+    if (activeOn(node, startKey(node) <= key ? today : (today + kWeek - 1) % kWeek)) applyMixedNode(node, guard);
+    if (m_restarts != restarts) return;  // another plan is in force
+    InsertInterruptTimeToQueue(1);
+    if (startKey(m_mixed.nodes[static_cast<size_t>(RtcIndex)]) != startKey(node)) return;
   }
 }
 
@@ -220,9 +210,9 @@ void BrightnessControl::applyMixedNode(const MixedNode& node, Guard& guard) {
     return;
   }
   MixAutoBriAdjustEnable = DISABLE;
-  const uint32_t generation = m_generation;
+  const uint32_t restarts = m_restarts;
   sendMixed(percentToBrightness(node.percent), guard);
-  if (m_generation != generation) return;
+  if (m_restarts != restarts) return;
   BriBroadcastCnt = 0;
   BriBroadcastEnable = ENABLE;
 }

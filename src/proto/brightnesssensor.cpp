@@ -79,16 +79,24 @@ int BrightnessControl::ReadEnvironmentLux(uint8_t Pos, uint8_t PortAddr, uint16_
   return 0;
 }
 
-bool BrightnessControl::GetAverageLuxOneTime(uint16_t* out) {
-  return averageOf(m_tableSensors, out);
+bool BrightnessControl::GetAverageLuxOneTime(uint16_t* out, Guard& guard) {
+  const std::vector<SensorRecord> sensors = m_tableSensors;
+  guard.UnLock();
+  const bool read = averageOf(sensors, out);
+  guard.Lock();
+  return read;
 }
 
-bool BrightnessControl::GetMixAdjAverageLux(uint16_t* out) {
+bool BrightnessControl::GetMixAdjAverageLux(uint16_t* out, Guard& guard) {
   if (m_mixed.tooManySensors) {
     TRACE_ERROR("=== GetMixAdjAverageLux ===more than 8 sensors");
     return false;
   }
-  return averageOf(m_mixed.sensors, out);
+  const std::vector<SensorRecord> sensors = m_mixed.sensors;
+  guard.UnLock();
+  const bool read = averageOf(sensors, out);
+  guard.Lock();
+  return read;
 }
 
 void BrightnessControl::resetSamples() {
@@ -102,11 +110,14 @@ void BrightnessControl::armSensorReading() {
 }
 
 void BrightnessControl::AutoBrightnessAdjust() {
-  const Guard guard(m_mutex);
+  Guard guard(m_mutex);
   if (AutoBrightnessAdjustArrived == DISABLE || AutoBrightnessAdjustEnable == DISABLE) return;
   AutoBrightnessAdjustArrived = DISABLE;
+  const uint32_t restarts = m_restarts;
   uint16_t lux = 0;
-  if (GetAverageLuxOneTime(&lux)) AutoBrightnessReadValTable[AutoBrightnessAdjustCnt++] = lux;
+  const bool read = GetAverageLuxOneTime(&lux, guard);
+  if (m_restarts != restarts) return;
+  if (read) AutoBrightnessReadValTable[AutoBrightnessAdjustCnt++] = lux;
   if (AutoBrightnessAdjustCnt < kSamplesPerResult) return;
   uint16_t mean = 0;  // stays so when no sample is valid
   SortAndAverage(AutoBrightnessReadValTable.data(), kSamplesPerResult, &mean);
@@ -125,8 +136,11 @@ void BrightnessControl::mixedSensorStep(Guard& guard) {
     return;
   }
   AutoBrightnessAdjustArrived = DISABLE;
+  const uint32_t restarts = m_restarts;
   uint16_t lux = 0;
-  if (!GetMixAdjAverageLux(&lux)) {
+  const bool read = GetMixAdjAverageLux(&lux, guard);
+  if (m_restarts != restarts) return;
+  if (!read) {
     sensorFault(guard);
     return;
   }

@@ -42,26 +42,30 @@ bool BrightnessControl::ensureTable() {
     ProgrammableTimeTableArray.fill(0);
     return false;
   }
-  ConfigFileLength = readWord(&ProgrammableTimeTableArray[kBlockLength]);
-  m_received = ConfigFileLength;
+  if (ConfigFileLength == 0) {  // else a block has begun to come while the flash could not be read
+    ConfigFileLength = readWord(&ProgrammableTimeTableArray[kBlockLength]);
+    m_received = ConfigFileLength;
+  }
   return true;
 }
 
-void BrightnessControl::copyTable(size_t offset, MutableBytes out) {
+bool BrightnessControl::copyTable(size_t offset, MutableBytes out) {
   const Guard guard(m_mutex);
-  ensureTable();
+  if (!ensureTable()) return false;
   std::copy_n(ProgrammableTimeTableArray.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+  return true;
 }
 
 void BrightnessControl::UpdataBrightnessPara(uint8_t storedTimeout) {
   const Guard guard(m_mutex);
-  if (storedTimeout >= kShortestTimeout && storedTimeout <= kLongestTimeout) {
-    UartDiscOvertime = storedTimeout;
-  } else {
-    TIM2_PeriodCnt = static_cast<uint8_t>(UartDiscOvertime + 1);  // timed out until the serial controller shows up
-  }
-  const bool changedBefore = m_generation != 0;  // a host's write came first and has selected the mode
-  if (!ensureTable() || changedBefore) return;
+  const bool timeoutStored = storedTimeout >= kShortestTimeout && storedTimeout <= kLongestTimeout;
+  if (timeoutStored) UartDiscOvertime = storedTimeout;
+  if (!ensureTable() || m_modeSelected) return;
+  // A block of which a part has come selects the mode when it is whole.
+  if (isMixedKind(ProgrammableTimeTableArray[kMode]) && m_received < ConfigFileLength) return;
+  m_modeSelected = true;
+  // Without one the link counts as lost until the serial controller shows up.
+  if (!timeoutStored) TIM2_PeriodCnt = static_cast<uint8_t>(UartDiscOvertime + 1);
   const auto& table = ProgrammableTimeTableArray;
   MixBriAdjustGlobalControl = active(table[kMixedAllowed] != 0);
   MixBriAdjustControl = active(table[kMixedOn] != 0 && MixBriAdjustGlobalControl == ENABLE);
@@ -108,7 +112,6 @@ void BrightnessControl::SetBrightnessAdjustTable(uint32_t addr, int length, cons
     return;
   }
   ensureTable();
-  ++m_generation;
   if (k < kBrightnessTableSize) {
     const size_t part = std::min(piece.size(), kBrightnessTableSize - k);
     std::copy_n(piece.begin(), part, ProgrammableTimeTableArray.begin() + k);
@@ -116,14 +119,17 @@ void BrightnessControl::SetBrightnessAdjustTable(uint32_t addr, int length, cons
   if (modeByteAlone) {
     storeModeByte(piece[0]);
   } else {
-    storePiece(k, piece);
-    noteTransfer(k, piece);
+    noteTransfer(k, piece, storePiece(k, piece));
   }
   switch (ProgrammableTimeTableArray[kMode]) {
     case kModeSchedule:
-      applySchedule();
+      m_modeSelected = true;
+      allModesOff();
+      ProgrammableAdjustEnable = ENABLE;
+      BrightnessAdjustInit();
       break;
     case kModeSensor:
+      m_modeSelected = true;
       applySensor();
       BrightnessAdjustInit();
       break;
@@ -146,19 +152,20 @@ void BrightnessControl::storeModeByte(uint8_t mode) {
   }
 }
 
-void BrightnessControl::storePiece(uint32_t k, Bytes piece) {
+bool BrightnessControl::storePiece(uint32_t k, Bytes piece) {
   const int result = DriverUtil::getInstance()->WriteDataToFlash(flash::kBrightness.address + k,
                                                                  static_cast<uint32_t>(piece.size()), piece.data());
   if (result != 0) TRACE_ERROR("=== SetBrightnessAdjustTable ===write to flash failed! ret = " << result);
+  return result == 0;
 }
 
 // Keeps account of a block that comes in pieces: its length, and how far it is there without a gap.
-void BrightnessControl::noteTransfer(uint32_t k, Bytes piece) {
+void BrightnessControl::noteTransfer(uint32_t k, Bytes piece, bool stored) {
   if (k == 0) {
     ConfigFileLength = readWord(&piece[kBlockLength]);
     m_received = 0;
   }
-  if (k <= m_received) m_received = std::max(m_received, k + static_cast<uint32_t>(piece.size()));
+  if (stored && k <= m_received) m_received = std::max(m_received, k + static_cast<uint32_t>(piece.size()));
 }
 
 bool BrightnessControl::transferEndsWith(uint32_t k, size_t length) const {
@@ -166,12 +173,6 @@ bool BrightnessControl::transferEndsWith(uint32_t k, size_t length) const {
   if (m_received >= ConfigFileLength) return true;
   TRACE_ERROR("=== SetBrightnessAdjustTable ===the block has a gap after " << m_received << " bytes, not applied");
   return false;
-}
-
-void BrightnessControl::applySchedule() {
-  allModesOff();
-  ProgrammableAdjustEnable = ENABLE;
-  BrightnessAdjustInit();
 }
 
 void BrightnessControl::applySensor() {
@@ -216,17 +217,20 @@ void BrightnessControl::allModesOff() {
 }
 
 void BrightnessControl::switchEverythingOff() {
+  m_modeSelected = true;
+  ++m_restarts;
   allModesOff();
   ProgrammableAdjustArrived = DISABLE;
   AutoBrightnessAdjustArrived = DISABLE;
   MixBriAdjustGlobalControl = DISABLE;
   MixBriAdjustControl = DISABLE;
   LastMixBriAdjustControl = DISABLE;
-  INT_Once = kIdle;
+  m_alarm.disarm();
 }
 
 void BrightnessControl::BriAdjustModeProcess() {
   const auto& table = ProgrammableTimeTableArray;
+  m_modeSelected = true;
   MixBriAdjustGlobalControl = active(table[kMixedAllowed] != 0);
   MixBriAdjustControl = active(table[kMixedOn] != 0 && MixBriAdjustGlobalControl == ENABLE);
   GradualAdjustControl = active(table[kGradual] != 0);
