@@ -1,6 +1,8 @@
+#include <atomic>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <thread>
+#include <vector>
 
 #include "boardaccess.h"
 #include "support/board_fixture.h"
@@ -296,6 +298,29 @@ TEST_F(VirtualCards, TheLogOfAYearOfChangesIsReplaced) {
   EXPECT_LT(std::filesystem::file_size(file()), longest);
   reopen();
   EXPECT_EQ(read(recv(0, 0), 0x100, 512), second);
+}
+
+TEST_F(VirtualCards, AWriteIsSeenWholeByOtherThreads) {
+  for (const unsigned port : {0U, 1U}) cards().setChain(port, 64, 8, 8);
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> writers;
+  for (const CardAddress& to : {kEveryRecv, recv(1, kAllBoards), recv(1, 63)}) {
+    writers.emplace_back([&stop, to] {
+      for (uint8_t value = 0; !stop; ++value) write(to, 0x1F0, repeated(32, value));
+    });
+  }
+  std::thread links([&stop] {
+    for (uint16_t mask = 0; !stop; ++mask) cards().setLink(Link::Fiber1, mask);
+  });
+  bool whole = true;
+  for (int i = 0; i < 2000 && whole; ++i) {
+    const ByteVector seen = read(recv(1, 63), 0x1F0, 32);
+    whole = seen.size() == 32 && seen == repeated(32, seen[0]);
+  }
+  EXPECT_TRUE(whole);
+  stop = true;
+  for (std::thread& writer : writers) writer.join();
+  links.join();
 }
 
 TEST_F(VirtualCards, TheDaemonsTransactionsAreCheckedAndJournalled) {

@@ -2,7 +2,6 @@
 #include "apipc.h"
 
 #include <memory>
-#include <mutex>
 
 #include "virtual/board.h"
 #include "virtual/bus.h"
@@ -49,14 +48,11 @@ void apipc_que_detach(apipc_msg_t* message, const uint8_t*) {
 int apipc_send(uint32_t destination, const void* buffer, uint32_t length) {
   if (buffer == nullptr) return -1;
   const vboard::Bytes message(static_cast<const uint8_t*>(buffer), length);
-  std::unique_lock order(board().journal.order(), std::defer_lock);
-  if (board().journal.on()) order.lock();
   const uint32_t receiver = vboard::Bus::receiver(destination, message);
-  const int result = board().bus->send(receiver, message, board().faults.next(vboard::Op::IpcSend));
+  const int result = board().journal.record(
+      [&] { return "ipc s " + vboard::journalAddress(receiver) + vboard::journalHex(message); },
+      [&] { return board().bus->send(receiver, message, board().faults.next(vboard::Op::IpcSend)); });
   board().activity.touch();
-  if (order.owns_lock()) {
-    board().journal.line("ipc s " + vboard::journalAddress(receiver) + vboard::journalHex(message), result);
-  }
   return result;
 }
 

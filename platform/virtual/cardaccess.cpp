@@ -1,6 +1,5 @@
 // Card transactions of the board access library over the virtual board's cards.
-#include <algorithm>
-#include <mutex>
+#include <string>
 
 #include "boardaccess.h"
 #include "virtual/board.h"
@@ -60,21 +59,18 @@ extern "C" {
 
 int ReadFPGAformRecvCard(int, const RECVCARD_MESG_T* header, uint8_t port, uint8_t* data) {
   if (header == nullptr || (data == nullptr && header->length != 0)) return -1;
-  std::unique_lock order(board().journal.order(), std::defer_lock);
-  if (board().journal.on()) order.lock();
-  const int result = readCard(*header, port, {data, header->length});
-  if (order.owns_lock()) board().journal.line(text("r", *header, port), result);
-  return result;
+  return board().journal.record([&] { return text("r", *header, port); },
+                                [&] {
+                                  return readCard(*header, port, {data, header->length});
+                                });
 }
 
 int WriteFPGAToRecvCard(int, const RECVCARD_MESG_T* header, uint8_t port, const uint8_t* data) {
   if (header == nullptr || (data == nullptr && header->length != 0)) return -1;
-  std::unique_lock order(board().journal.order(), std::defer_lock);
-  if (board().journal.on()) order.lock();
   const Bytes bytes(data, header->length);
-  const int result = writeCard(*header, port, bytes);
+  const int result = board().journal.record([&] { return text("w", *header, port) + vboard::journalHex(bytes); },
+                                            [&] { return writeCard(*header, port, bytes); });
   board().activity.touch();
-  if (order.owns_lock()) board().journal.line(text("w", *header, port) + vboard::journalHex(bytes), result);
   return result;
 }
 
