@@ -25,7 +25,6 @@ constexpr uint32_t kScreenStatus = 0x02810000;
 constexpr uint32_t kHardwareSpace = 0x00000000;
 constexpr uint32_t kFpgaSpace = 0xF0000000;
 constexpr uint32_t kCardBrightness = 0x02000001;
-constexpr uint8_t kOutputRestored = 0x5A;
 
 const char* configurationName(uint8_t status) {
   switch (status) {
@@ -80,7 +79,7 @@ struct Status {
   std::string role() const { return feature[sendpara::kDeviceRole] == kDeviceSlave ? "slave" : "master"; }
   std::string model() const { return hexText(std::vector<uint8_t>{hardware[3], hardware[2]}); }
   std::string serial() const { return hexText(Bytes(hardware).subspan(22, 8)); }
-  bool restored() const { return feature[sendpara::kOutputSwitch] == kOutputRestored; }
+  bool restored() const { return wall.cardCount() > 0; }  // the FPGA forgets its card counts without power
   unsigned redundancy() const {
     const auto nibble = [this](size_t at) { return fpga[at] & 15U; };
     return nibble(sendpara::kRedundancy0To3) | nibble(sendpara::kRedundancy4To7) << 4 |
@@ -103,8 +102,7 @@ struct Status {
   }
   void print() const {
     std::printf("device         model %s, serial number %s, %s\n", model().c_str(), serial().c_str(), role().c_str());
-    std::printf("restore        %s\n",
-                restored() ? "parameters are in the FPGA" : "the FPGA has not been restored yet");
+    std::printf("restore        %s\n", restored() ? "parameters are in the FPGA" : "the FPGA holds no wall");
     std::printf("screen         %s\n", wall.empty() ? "none laid out" : wallSummary(wall).c_str());
     std::printf("configuration  %s, %u since start\n", configurationName(configuration), counter);
     std::printf("brightness     %s\n",
