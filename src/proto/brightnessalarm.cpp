@@ -54,7 +54,6 @@ BrightnessAlarm::Outcome BrightnessAlarm::check(CivilSeconds now) {
   if (now - before > kLongestQuietCheck) m_owedSince = std::max(before, now - kDay);
   if (INT_Once != kArmed || !isDue(now)) return kQuiet;
   INT_Once = kIdle;
-  m_lastMinute = startOf(now, kMinute);
   return kFired;
 }
 
@@ -63,12 +62,14 @@ bool BrightnessAlarm::isDue(CivilSeconds now) {
   if (m_owedSince) {
     const CivilSeconds start = today <= now ? today : today - kDay;
     if (start > *m_owedSince) {
-      m_owedSince = start;
+      m_owedSince = m_lastMinute = start;
       return true;
     }
     m_owedSince.reset();
   }
-  return today <= now && now < today + kMayFire && m_lastMinute != today;
+  if (now < today || now >= today + kMayFire || m_lastMinute == today) return false;
+  m_lastMinute = today;
+  return true;
 }
 
 bool BrightnessAlarm::alreadyFired(CivilSeconds now) const {

@@ -33,11 +33,11 @@ class BrightnessAlarm {
   // so do the nodes armed next, one a check, until none is owed; of a gap of days the last 24 hours count.
   Outcome check(CivilSeconds now);
 
-  // Whether what is armed comes next in the very minute in which the alarm fired last: it will not fire again there.
+  // Whether what is armed comes next in the very minute for which the alarm fired last: it will not fire again there.
   bool alreadyFired(CivilSeconds now) const;
 
  private:
-  bool isDue(CivilSeconds now);
+  bool isDue(CivilSeconds now);  // takes note of what is due
 
   enum State : uint8_t { kArmed = 1, kIdle = 2 };
   State INT_Once = kIdle;
@@ -45,7 +45,7 @@ class BrightnessAlarm {
   uint8_t TimeIntMin = 0;
   std::optional<CivilSeconds> m_lastCheck;
   std::optional<CivilSeconds> m_owedSince;   // nodes that start after it have not been seen to yet
-  std::optional<CivilSeconds> m_lastMinute;  // start of the minute in which it fired last
+  std::optional<CivilSeconds> m_lastMinute;  // start of the minute for which it fired last
 };
 
 }  // namespace TIRK_MCUC
