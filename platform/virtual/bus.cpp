@@ -56,7 +56,7 @@ std::shared_ptr<Peers::Peer> Peers::connect(uint32_t task) const {
   if (!identify(task, peer->device, peer->inode)) return nullptr;
   peer->socket = connectSocket(SOCK_DGRAM, taskFile(task));
   if (!peer->socket) return nullptr;
-  const timeval patience{0, kPatienceMs * 1000};
+  const timeval patience{0, kPatienceMs * 1000L};
   if (::setsockopt(peer->socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience) != 0) return nullptr;
   return peer;
 }
