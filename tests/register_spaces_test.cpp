@@ -215,7 +215,12 @@ TEST_F(RegisterSpaces, WhileTheBusIsTestedTheMirrorsAnswer) {
   EXPECT_EQ(read(0x030001EF, 3), done(counting(3, 2)));
   EXPECT_EQ(read(0x0310007E, 2), done(counting(2)));
   EXPECT_EQ(read(0x0310007E, 4), done(counting(4)));
+  // Switched off, but what it wrote is still there.
+  m_store->setMemoriesUnderTest(true);
   m_store->setRWFPGATestflag(0);
+  EXPECT_EQ(read(0x030001EE, 4), done(counting(4)));
+  EXPECT_EQ(read(0x0310007E, 2), done(counting(2)));
+  m_store->setMemoriesUnderTest(false);
   EXPECT_EQ(mirror(m_positions, 0x1EE, 4), counting(4));
   EXPECT_EQ(read(0x030001E0, 4), done(repeated(4, 0xAA)));
 }

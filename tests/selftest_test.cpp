@@ -147,8 +147,10 @@ TEST_F(SelfTestTest, SwitchStartsRunsAtOnceAndItsEndBringsTheMemoriesBack) {
     store.setRWFPGATestflag(1);
     waitFor([] { return busWrites().size() > 100; });
     EXPECT_NE(fpga(kPositionMemory, 1024), position);
+    EXPECT_TRUE(store.memoriesUnderTest());
     store.setRWFPGATestflag(0);
     waitFor([&] { return fpga(kPositionMemory, 1024) == position && fpga(kNumberMemory, 128) == number; });
+    waitFor([&] { return !store.memoriesUnderTest(); });
     EXPECT_EQ(fpga(kPositionMemory + 1024, 16), repeated(16, 0xEE));
     clearJournal();
     Sleep(30);

@@ -36,7 +36,7 @@ int speedTest(uint32_t offset, size_t length, const MirrorRefresh& mirror) {
 int readPositions(uint32_t offset, MutableBytes out) {
   const MirrorRefresh mirror;
   GuardedBytes<kPositionTableSize>& table = positionTable();
-  if (Data_Global::getInstance()->RWFPGATestflag() == 1) {
+  if (Data_Global::getInstance()->memoriesUnderTest()) {
     table.read(offset, out);
     return kDone;
   }

@@ -39,7 +39,7 @@ int readBlocks(size_t offset, size_t length, std::array<uint8_t, kNumberTableSiz
     return length > kFewBytes || (offset < block.offset + block.length && block.offset < offset + length);
   };
   const MirrorRefresh mirror;
-  if (Data_Global::getInstance()->RWFPGATestflag() == 1) {
+  if (Data_Global::getInstance()->memoriesUnderTest()) {
     table = numberTable().image();
     return kDone;
   }

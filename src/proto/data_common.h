@@ -134,6 +134,10 @@ class Data_Global {
   void setRWFPGATestflag(uint8_t value);                // any thread; wakes waitForSelfTest
   void waitForSelfTest(const std::atomic<bool>& stop);  // returns when the flag is 1 or `stop` is set
   void wakeSelfTest();                                  // after setting `stop`
+  // Whether the position and number memories hold test patterns, or soon may: from the switch on until the self-test
+  // thread has brought them back, which is later than the switch off. Their mirrors answer for them meanwhile.
+  bool memoriesUnderTest() const { return m_selfTestFlag.load() == 1 || m_memoriesUnderTest.load(); }
+  void setMemoriesUnderTest(bool value) { m_memoriesUnderTest = value; }  // self-test thread
 
   // --- data_common.cpp: save and load. Worker or flag thread, and start-up.
   void SaveParaToFlash(uint8_t type);  // 0 basic hardware block, 1 screen and feature state
@@ -224,6 +228,7 @@ class Data_Global {
   uint16_t ReceiveCardHeight = kDefaultCardSize.height;
   MosaicRequest m_mosaicRequest;  // guarded by m_mutex
   std::atomic<uint8_t> m_selfTestFlag{0};
+  std::atomic<bool> m_memoriesUnderTest{false};
   std::mutex m_selfTestMutex;
   std::condition_variable m_selfTestChanged;
 };

@@ -135,6 +135,7 @@ void FpgaReportThread::ActiveReport() {
   for (;;) {
     store->waitForSelfTest(m_bExitFpgaReportThread);
     if (m_bExitFpgaReportThread) break;
+    store->setMemoriesUnderTest(true);
     do {
       testfpgareadwrite();
       if (++runs % kRunsPerLine == 0) TRACE_INFO("Read_Write FPGA test : " << runs);
@@ -161,6 +162,7 @@ void FpgaReportThread::restoreTestedMemory() {
       continue;
     writeBack("number", block.fpgaAddress, Bytes(numbers).subspan(block.offset, block.length));
   }
+  Data_Global::getInstance()->setMemoriesUnderTest(false);
 }
 
 }  // namespace TIRK_MCUC

@@ -51,6 +51,8 @@ std::vector<Applied> SpaceTest::applied() {
   if (!waitUntil([&] { return logged("Sprocess_SendtoScanCard enter:") == m_markers; }))
     throw std::runtime_error("worker");
 
+  // Its handler has ended, so that the test may look at what the worker alone uses.
+  CMutexGuardT guard(Tprocess_ctl::getInstance()->m_mutex);
   const std::string all = log();
   std::istringstream text(all.substr(m_logRead));
   m_logRead = all.size();
