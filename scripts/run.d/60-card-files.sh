@@ -18,6 +18,6 @@ show card recv 0 0 read 0x03000100 4
 show card recv 1 11 read 0x03000200 4
 
 title "The bus self-test with a read that fails"
-show monitor "fail fpga-read 3"
+show monitor "fail fpga-read 120"
 show selftest on --seconds 0.5
 show selftest off

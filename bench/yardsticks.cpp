@@ -1,0 +1,124 @@
+#include "yardsticks.h"
+
+#include <modbus.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+namespace {
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  return address;
+}
+
+int bindAt(const std::string& path) {
+  const int fd = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+  const sockaddr_un address = addressOf(path);
+  if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) throw std::runtime_error("bind");
+  return fd;
+}
+
+void waitFor(const std::string& path) {
+  while (::access(path.c_str(), F_OK) != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// The first two bytes of a datagram say how long its answer is.
+void serveEcho(const std::string& directory) {
+  const int fd = bindAt(directory + "/echo");
+  const sockaddr_un client = addressOf(directory + "/client");
+  std::mutex mutex;
+  std::condition_variable arrived;
+  uint16_t pending = 0;
+  std::thread answering([&] {
+    const std::vector<char> reply(70000);
+    for (;;) {
+      std::unique_lock lock(mutex);
+      arrived.wait(lock, [&] { return pending != 0; });
+      const size_t length = pending;
+      pending = 0;
+      lock.unlock();
+      ::sendto(fd, reply.data(), length, 0, reinterpret_cast<const sockaddr*>(&client), sizeof client);
+    }
+  });
+  std::vector<char> buffer(70000);
+  for (;;) {
+    if (::recv(fd, buffer.data(), buffer.size(), 0) < 2) continue;
+    {
+      const std::lock_guard lock(mutex);
+      std::memcpy(&pending, buffer.data(), sizeof pending);
+    }
+    arrived.notify_one();
+  }
+}
+
+}  // namespace
+
+BareEcho::BareEcho(const std::string& directory)
+    : m_directory(directory), m_socket(bindAt(directory + "/client")), m_server([directory] { serveEcho(directory); }) {
+  waitFor(directory + "/echo");
+}
+
+BareEcho::~BareEcho() {
+  ::close(m_socket);
+}
+
+void BareEcho::exchange(size_t requestBytes, size_t replyBytes) {
+  static const sockaddr_un server = addressOf(m_directory + "/echo");
+  std::vector<char> buffer(std::max(requestBytes, replyBytes));
+  const auto wanted = static_cast<uint16_t>(replyBytes);
+  std::memcpy(buffer.data(), &wanted, sizeof wanted);
+  ::sendto(m_socket, buffer.data(), requestBytes, 0, reinterpret_cast<const sockaddr*>(&server), sizeof server);
+  if (::recv(m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
+}
+
+struct ModbusReader::State {
+  ChildProcess server;
+  modbus_t* context = nullptr;
+};
+
+ModbusReader::ModbusReader() : m_state(std::make_unique<State>()) {
+  modbus_t* listening = modbus_new_tcp("127.0.0.1", 15020);
+  const int socket = modbus_tcp_listen(listening, 1);
+  if (socket < 0) throw std::runtime_error("modbus listen");
+  m_state->server = ChildProcess([listening, socket] {
+    int listener = socket;
+    modbus_mapping_t* mapping = modbus_mapping_new(0, 0, 128, 0);
+    modbus_tcp_accept(listening, &listener);
+    std::array<uint8_t, MODBUS_TCP_MAX_ADU_LENGTH> query;
+    for (;;) {
+      const int length = modbus_receive(listening, query.data());
+      if (length > 0) modbus_reply(listening, query.data(), length, mapping);
+      if (length < 0) return;
+    }
+  });
+  ::close(socket);
+  modbus_free(listening);
+  m_state->context = modbus_new_tcp("127.0.0.1", 15020);
+  if (modbus_connect(m_state->context) != 0) throw std::runtime_error("modbus connect");
+}
+
+ModbusReader::~ModbusReader() {
+  modbus_close(m_state->context);
+  modbus_free(m_state->context);
+}
+
+void ModbusReader::readRegisters(int count) {
+  std::array<uint16_t, 128> registers;
+  if (modbus_read_registers(m_state->context, 0, count, registers.data()) != count) throw std::runtime_error("modbus");
+}
+
+}  // namespace bench

@@ -1,0 +1,40 @@
+// What the daemon is compared with: a bare echo between two threads over the same kind of socket, and a register read
+// over Modbus TCP on the loopback interface.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "childprocess.h"
+
+namespace bench {
+
+// A process that receives on one thread, hands the datagram to a second, which sends it back.
+class BareEcho {
+ public:
+  explicit BareEcho(const std::string& directory);
+  ~BareEcho();
+  BareEcho(const BareEcho&) = delete;
+  BareEcho& operator=(const BareEcho&) = delete;
+  void exchange(size_t requestBytes, size_t replyBytes);  // one datagram there, one of `replyBytes` back
+
+ private:
+  std::string m_directory;
+  int m_socket = -1;
+  ChildProcess m_server;
+};
+
+class ModbusReader {
+ public:
+  ModbusReader();
+  ~ModbusReader();
+  ModbusReader(const ModbusReader&) = delete;
+  ModbusReader& operator=(const ModbusReader&) = delete;
+  void readRegisters(int count);
+
+ private:
+  struct State;
+  std::unique_ptr<State> m_state;
+};
+
+}  // namespace bench
