@@ -7,6 +7,7 @@
 #include "mcuctrace.h"
 #include "process/edid.h"
 #include "proto/mosaicgeometry.h"
+#include "proto/screentables.h"
 #include "stub/mcucmessagestruct.h"
 
 namespace {
