@@ -94,7 +94,6 @@ std::vector<uint8_t> BusClient::datagram(const ThirdProtoMCUCMsg& request, uint3
   std::vector<uint8_t> out(kEnvelopeLength + kShortestFrame + n);
   uint8_t* frame = out.data() + kEnvelopeLength;
   MCUCMsg header = request;
-  header.m_usHeader = static_cast<uint16_t>(request.m_usHeader << 8 | request.m_usHeader >> 8);
   header.EncodeHeader(frame, static_cast<int>(out.size()) - kEnvelopeLength);
   std::copy(request.m_data.begin(), request.m_data.end(), frame + kFrameHeaderLength);
   uint16_t sum = 0;
