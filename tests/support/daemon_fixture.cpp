@@ -70,6 +70,10 @@ void DaemonTest::start() {
   const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments, environment.data());
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");
+  connect();
+}
+
+void DaemonTest::connect() {
   const bool up = waitUntil([this] {
     try {
       m_monitor = std::make_unique<kadctl::MonitorClient>(board());

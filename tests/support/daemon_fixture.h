@@ -34,6 +34,7 @@ class DaemonTest : public ::testing::Test {
   void start();    // and waits until the daemon answers; SetUp does it
   void kill9();    // and waits until it is gone
   void restart();  // kill9, start
+  void connect();  // waits until the daemon answers, and talks to it anew: after a reboot too
   void SetUp() override { start(); }
 
   // Frames.

@@ -1,0 +1,124 @@
+#include "support/scenario_fixture.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ostream>
+#include <sstream>
+
+namespace testing_support {
+
+using namespace TIRK_MCUC;
+
+namespace {
+
+// Of a line of the journal: a message to a task that is none of the device's daemons.
+bool isReply(const std::string& line) {
+  constexpr const char* kReports[] = {"0a3900", "0a3700", "0a3a00"};
+  return line.rfind("ipc s 0x", 0) == 0 &&
+         std::count(std::begin(kReports), std::end(kReports), line.substr(10, 6)) == 0;
+}
+
+}  // namespace
+
+ByteVector operator+(const ByteVector& left, const ByteVector& right) {
+  ByteVector sum = left;
+  sum.insert(sum.end(), right.begin(), right.end());
+  return sum;
+}
+
+ByteVector word(uint16_t value) {
+  return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)};
+}
+
+ByteVector dword(uint32_t value) {
+  return word(static_cast<uint16_t>(value)) + word(static_cast<uint16_t>(value >> 16));
+}
+
+uint16_t wordAt(const ByteVector& bytes, size_t offset) {
+  return readWord(&bytes.at(offset));
+}
+
+std::ostream& operator<<(std::ostream& out, const Answer& answer) {
+  return out << "ack " << int{answer.ack} << " result " << answer.result << " data " << toHex(answer.data);
+}
+
+std::vector<std::string> reports(kadctl::BusClient& listener, int quietMs) {
+  std::vector<std::string> lines;
+  while (const auto message = listener.receive(quietMs)) {
+    char address[16];
+    std::snprintf(address, sizeof address, "0x%08x ", message->frame.m_uiRegisterUnitAddress);
+    lines.push_back(address + toHex(message->frame.m_data));
+  }
+  return lines;
+}
+
+void ScenarioTest::SetUp() {
+  DaemonTest::SetUp();
+  ready();
+}
+
+void ScenarioTest::ready() {
+  ASSERT_TRUE(waitUntil([this] {
+    for (const auto& line : journal())
+      if (line.rfind("ipc s 0x010a3900 ", 0) == 0 && line.find("00000014") != std::string::npos) return true;
+    return false;
+  })) << "the FPGA was not restored";
+  settle(250);
+  monitor("journal clear");
+}
+
+Answer ScenarioTest::ask(kadctl::BusClient& who, const ThirdProtoMCUCMsg& request, int timeoutMs) {
+  const auto reply = who.ask(request, timeoutMs);
+  if (!reply) throw std::runtime_error("no reply");
+  return {reply->frame.m_ucAck, reply->envelope.result, reply->frame.m_data};
+}
+
+Answer ScenarioTest::askRead(uint32_t address, uint16_t length, const kadctl::Target& target) {
+  return ask(client(), kadctl::BusClient::request(kCodeRead, address, length, {}, target));
+}
+
+Answer ScenarioTest::askWrite(uint32_t address, const ByteVector& data, const kadctl::Target& target) {
+  return ask(client(),
+             kadctl::BusClient::request(kCodeWrite, address, static_cast<uint16_t>(data.size()), data, target));
+}
+
+std::vector<std::string> ScenarioTest::effects() {
+  std::vector<std::string> lines = journal();
+  monitor("journal clear");
+  std::erase_if(lines, isReply);
+  return lines;
+}
+
+size_t ScenarioTest::logged(const std::string& level, const std::string& text) const {
+  std::istringstream lines(log());
+  size_t count = 0;
+  for (std::string line; std::getline(lines, line);)
+    if (line.find("] " + level + ":") != std::string::npos && line.find(text) != std::string::npos) ++count;
+  return count;
+}
+
+bool ScenarioTest::waitLogged(const std::string& level, const std::string& text, size_t times) const {
+  return waitUntil([&] { return logged(level, text) >= times; });
+}
+
+ByteVector ScenarioTest::basicScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+  return ByteVector{mode, 0, 0, 0, 0, rows, columns} + word(cabinets);
+}
+
+Answer ScenarioTest::writeScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+  return askWrite(kScreenFields, basicScreen(rows, columns, cabinets, mode));
+}
+
+void ScenarioTest::waitReboot() {
+  ASSERT_TRUE(waitUntil([this] {
+    try {
+      monitor("bus");
+      return false;
+    } catch (const kadctl::ClientError&) {
+      return true;  // the console of the process that was
+    }
+  })) << "no reboot";
+  connect();
+}
+
+}  // namespace testing_support
