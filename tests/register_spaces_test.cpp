@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -15,6 +17,25 @@
 using namespace TIRK_MCUC;
 using namespace testing_support;
 using ::testing::IsEmpty;
+
+// --- Allocations of one size fail on request. Not inlined, so that the compiler does not take its own new and delete
+// for a mismatch.
+
+namespace {
+thread_local size_t refusedSize = 0;
+}  // namespace
+
+[[gnu::noinline]] void* operator new(size_t size) {
+  void* const memory = size != 0 && size == refusedSize ? nullptr : std::malloc(size > 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
 
 namespace {
 
@@ -49,6 +70,18 @@ TEST_F(RegisterSpaces, AWriteReachesItsHandlerAsItCame) {
     expected.push_back(appliedWrite(test.handler, test.address, data));
   }
   EXPECT_EQ(applied(), expected);
+}
+
+TEST_F(RegisterSpaces, AWriteWithoutMemoryForItIsRefused) {
+  auto request = writeRequest(0x02300000, bytes({1, 2}));
+  refusedSize = sizeof(MCUProcessDataBlock);
+  const int result = Tshl_ctl::getInstance()->Ssh_StartSendCard(&request);
+  refusedSize = 0;
+  EXPECT_EQ(result, 4);
+  EXPECT_EQ(request.proto.m_ucAck, 4);
+  EXPECT_EQ(logged("Error:registerspace.cpp"), 1U);
+  EXPECT_EQ(logged("=== MCUProcessDataBlock ===: new a pDataBlock, but it's NULL. return."), 1U);
+  EXPECT_THAT(applied(), IsEmpty());
 }
 
 TEST_F(RegisterSpaces, AWriteWithoutDataIsRefused) {

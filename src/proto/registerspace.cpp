@@ -2,12 +2,27 @@
 
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include "mcuctrace.h"
 #include "proto/writerecord.h"
 #include "stub/stubutil.h"
 
 namespace TIRK_MCUC {
+
+namespace {
+
+// A work item with this payload; null when there is no memory for it.
+std::unique_ptr<MCUProcessDataBlock> newBlock(Bytes payload) {
+  try {
+    auto block = std::make_unique<MCUProcessDataBlock>();
+    return block->setData(payload.data(), static_cast<int>(payload.size())) ? std::move(block) : nullptr;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
 
 RegisterSpace::RegisterSpace(const SpaceTraits& traits, Fshl_cmd* table) : m_traits(traits), m_table(table) {
   initMap();
@@ -95,11 +110,14 @@ int RegisterSpace::queueWriteRecord(IMD_proto3rd* request, _ValueChanged_Table k
 }
 
 int RegisterSpace::queuePayload(const IMD_proto3rd& request, _ValueChanged_Table key, Bytes payload) {
-  auto block = std::make_unique<MCUProcessDataBlock>();
-  if (payload.size() > MCUProcessDataBlock::kCapacity ||
-      !block->setData(payload.data(), static_cast<int>(payload.size()))) {
+  if (payload.size() > MCUProcessDataBlock::kCapacity) {
     TRACE_ERROR("=== queuePayload ===payload too long, length = " << payload.size());
     return kBadLength;
+  }
+  auto block = newBlock(payload);
+  if (block == nullptr) {
+    TRACE_ERROR("=== MCUProcessDataBlock ===: new a pDataBlock, but it's NULL. return.");
+    return kRefused;
   }
   block->ipcHeader = request.ipcHeader;
   block->m_key = static_cast<int32_t>(key);

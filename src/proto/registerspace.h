@@ -72,10 +72,10 @@ class RegisterSpace {
   using Half = int (*)(IMD_proto3rd*);
   // Null request 4; code 0 read, 1 write, any other -1.
   static int readOrWrite(IMD_proto3rd* request, Half read, Half write);
-  // Queues the request's write record under `key`: 0; 4 for a null request or no worker; 6 for a record above 65 535
-  // bytes; 7 and `texts.invalid` for a write without data.
+  // Queues the request's write record under `key`: 0; 4 for a null request, no memory or no worker; 6 for a record
+  // above 65 535 bytes; 7 and `texts.invalid` for a write without data.
   static int queueWriteRecord(IMD_proto3rd* request, _ValueChanged_Table key, const QueueTexts& texts);
-  // Queues a payload of the space's own: 0; 4 when there is no worker; 6 for one above 65 535 bytes.
+  // Queues a payload of the space's own: 0; 4 when there is no memory or no worker; 6 for one above 65 535 bytes.
   static int queuePayload(const IMD_proto3rd& request, _ValueChanged_Table key, Bytes payload);
   // Sets the ack to 4 and returns `result`.
   static int refuse(IMD_proto3rd* request, int result);
