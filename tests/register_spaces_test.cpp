@@ -173,6 +173,7 @@ TEST_F(RegisterSpaces, AFailedReadAnswersNothingAndLeavesTheMirrors) {
     EXPECT_EQ(logged(test.text), 1U);
     fail(test.op, 0);
   }
+  EXPECT_EQ(logged("= Finish Read "), 0U);
   EXPECT_EQ(mirror(m_positions, 0, 2000), repeated(2000, 0x11));
   EXPECT_EQ(mirror(m_numbers, 0, kNumberTableSize), repeated(kNumberTableSize, 0x22));
   EXPECT_EQ(mirror(m_store->HardwareScreenGenReg, 0, 64), repeated(64, 0x33));

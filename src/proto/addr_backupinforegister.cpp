@@ -45,7 +45,7 @@ int Addr_BackupInfoRegister::ReadFromBackupInfo(IMD_proto3rd* request) {
     TRACE_ERROR("=== ReadFromBackupInfo ===Read backup info flash failed. ret = " << ret);
     return int{kUnknown};
   });
-  TRACE_INFO("========================== Finish Read BackupInfo ==========================");
+  if (result == kDone) TRACE_INFO("========================== Finish Read BackupInfo ==========================");
   return result;
 }
 

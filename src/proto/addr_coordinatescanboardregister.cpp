@@ -79,7 +79,7 @@ int Addr_CoordinateScanBoardRegister::ReadFromPosNetPort(IMD_proto3rd* request) 
     return kBadLength;
   }
   const int result = readThrough(request, [offset](MutableBytes out) { return readPositions(offset, out); });
-  TRACE_INFO("========================== Finish Read PosNetPort ==========================");
+  if (result == kDone) TRACE_INFO("========================== Finish Read PosNetPort ==========================");
   return result;
 }
 

@@ -64,7 +64,7 @@ int Addr_EDIDSpaceRegister::ReadFromEDIDSpace(IMD_proto3rd* request) {
     TRACE_ERROR("=== ReadFromEDIDSpace ===Invalid addr+len, return! address = "
                 << hex << request->proto.m_uiRegisterUnitAddress << "len = " << length);
   }
-  TRACE_INFO("========================== Finish Read EDIDSpace ==========================");
+  if (result == kDone) TRACE_INFO("========================== Finish Read EDIDSpace ==========================");
   return result;
 }
 

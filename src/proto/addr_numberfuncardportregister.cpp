@@ -81,7 +81,8 @@ int Addr_NumberFunCardPortRegister::ReadFromNumberFunCardPort(IMD_proto3rd* requ
     std::copy_n(&table[offset], out.size(), out.begin());
     return int{kDone};
   });
-  TRACE_INFO("========================== Finish Read NumberFunCardPort ==========================");
+  if (result == kDone)
+    TRACE_INFO("========================== Finish Read NumberFunCardPort ==========================");
   return result;
 }
 

@@ -75,7 +75,7 @@ int Addr_RGBGammaRegister::ReadRGBGammatable(IMD_proto3rd* request) {
     TRACE_ERROR(area->failure << ret);
     return int{kRefused};
   });
-  TRACE_INFO("========================== Finish Read AutomaticScreen ==========================");
+  if (result == kDone) TRACE_INFO("========================== Finish Read AutomaticScreen ==========================");
   return result;
 }
 

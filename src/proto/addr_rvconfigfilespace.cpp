@@ -49,7 +49,8 @@ int Addr_RVConfigFileSpace::ReadFromRVConfigFileSpace(IMD_proto3rd* request) {
   request->proto.m_data.clear();
   const int result =
       readThrough(request, [=](MutableBytes out) { return readCopy(request->proto.m_uiRegisterUnitAddress, out); });
-  TRACE_INFO("============================ Finish Read RVConfigFileSpace Info ===========================");
+  if (result == kDone)
+    TRACE_INFO("============================ Finish Read RVConfigFileSpace Info ===========================");
   return result;
 }
 

@@ -54,7 +54,8 @@ int Addr_ScreenPatternGenregister::ReadScreenPatternGenInfo(IMD_proto3rd* reques
     if (mirror.allowed()) Data_Global::getInstance()->HardwareScreenGenReg.write(offset, out);
     return int{kDone};
   });
-  TRACE_INFO("========================== Finish Read ScreenPatternGenInfo ==========================");
+  if (result == kDone)
+    TRACE_INFO("========================== Finish Read ScreenPatternGenInfo ==========================");
   return result;
 }
 

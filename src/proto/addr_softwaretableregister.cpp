@@ -54,7 +54,7 @@ int Addr_SoftwareTableRegister::ReadFromSoftwareTable(IMD_proto3rd* request) {
     TRACE_ERROR("=== ReadFromSoftwareTable ===Read Bytes From Flash Failed. DriverRet = " << ret);
     return int{kRefused};
   });
-  TRACE_INFO("========================== Finish Read SoftwareTable ==========================");
+  if (result == kDone) TRACE_INFO("========================== Finish Read SoftwareTable ==========================");
   return result;
 }
 
