@@ -150,8 +150,10 @@ TEST_F(LocalQueueTest, RemembersEachSenderOnceAndNotMoreThanItsShare) {
     head.uiid = sender;
     EXPECT_EQ(m_link.dealDataBlockNew(head, frame), 0U);
   }
-  EXPECT_THAT(m_link.seenUiids(), ElementsAre(7, 5, 6));
-  EXPECT_EQ(logged("recv new uiid = 6 size = 3"), 1U);
+  head.uiid = 8;
+  EXPECT_EQ(m_link.dealDataBlockNew(head, ByteVector(19)), 0U) << "one that cannot be decoded has a sender, too";
+  EXPECT_THAT(m_link.seenUiids(), ElementsAre(7, 5, 6, 8));
+  EXPECT_EQ(logged("recv new uiid = 8 size = 4"), 1U);
 
   g_logLevel = 0;
   for (head.uiid = 100; head.uiid < 5100; ++head.uiid) m_link.dealDataBlockNew(head, frame);
@@ -357,7 +359,8 @@ TEST_F(PeerLinkTest, DoesNotAnswerAFrameThatCannotBeDecoded) {
 
 TEST_F(PeerLinkTest, HoldsWritesUntilThereIsAWorker) {
   startLink();
-  for (const uint8_t value : ByteVector{1, 2, 3}) m_peer->write(kPositionSpace + 4U * value, ByteVector{value, 0, value, 0});
+  for (const uint8_t value : ByteVector{1, 2, 3})
+    m_peer->write(kPositionSpace + 4U * value, ByteVector{value, 0, value, 0});
   EXPECT_TRUE(fpgaWrites(0).empty());
   ASSERT_TRUE(StubUtil::getInstance()->creatProcess());
   m_peer->write(kPositionSpace + 16, ByteVector{4, 0, 4, 0});

@@ -142,17 +142,18 @@ unsigned McuIMDThread::dealDataBlockNew(const ipcHeaderInfo& head, Bytes frame) 
     TRACE_ERROR("=== dealDataBlock ===Deal DataBlock: Checkout Result is false! ");
   }
   IMD_proto3rd record;
-  if (const int result = record.proto.Decode(frame.data(), length); result != 0) {
+  const int result = record.proto.Decode(frame.data(), length);
+  const uint8_t source = record.proto.m_ucSourceAddress;  // of the request: a space may change the record
+  if (result != 0) {
     TRACE_ERROR("=== dealDataBlock ===Decode DataBlock Failed! Decode result = " << result);
   } else {
     record.proto.m_ucAck = status;
     record.ipcHeader = head;
-    const uint8_t source = record.proto.m_ucSourceAddress;
     StubUtil::getInstance()->onDataRecvFromIMDNew(&record);
-    noteSender(head.uiid);
-    if (source == kHostToolSource && !isScreenManagementDaemon(head.uiid)) {
-      TRACE_INFO("\t********DevComLinkState == 1 *********");
-    }
+  }
+  noteSender(head.uiid);
+  if (source == kHostToolSource && !isScreenManagementDaemon(head.uiid)) {
+    TRACE_INFO("\t********DevComLinkState == 1 *********");
   }
   TRACE_INFO("============================= Finish Deal DataBlock =============================");
   return 0;
