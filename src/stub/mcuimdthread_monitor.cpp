@@ -16,8 +16,6 @@ namespace {
 constexpr const char* kFpgaLoadedFile = "/etc/init.d/flag_fpgaload";
 constexpr unsigned long kCycleMs = 200;
 constexpr unsigned long kFpgaPollMs = 1;
-constexpr unsigned long kFpgaSlowPollMs = 20;
-constexpr int64_t kFpgaUsualLoadMs = 10'000;
 }  // namespace
 
 void McuIMDThread::FlagMsg() {
@@ -44,14 +42,11 @@ int McuIMDThread::CheckFPGAOnline() {
   return !path.empty() && access(path.c_str(), F_OK) == 0 ? 0 : -1;
 }
 
-// True once the FPGA is loaded; false when asked to end. A load takes a few seconds and is noticed within 1 ms. A board
-// whose FPGA has not loaded by then may never load it: it is looked at 50 times a second from then on, which costs
-// nothing that can be felt and still restores the FPGA at once should it come.
+// True once the FPGA is loaded; false when asked to end.
 bool McuIMDThread::waitForFpga() {
-  const int64_t begin = monotonicMs();
   while (!m_bExitFlagThread) {
     if (CheckFPGAOnline() == 0) return true;
-    Sleep(monotonicMs() - begin < kFpgaUsualLoadMs ? kFpgaPollMs : kFpgaSlowPollMs);
+    Sleep(kFpgaPollMs);
   }
   return false;
 }
