@@ -110,6 +110,14 @@ TEST_F(StartUpTest, StoresTheRootFileSystemsVersionAsItsOwn) {
   EXPECT_EQ(monitorLine("env get ver_kadrend"), "V1.0.B1");
 }
 
+TEST_F(StartUpTest, TheTracesSwitchesCanBeReachedByName) {
+  const std::string list = board() + "/symbols";
+  ASSERT_EQ(std::system(("nm --dynamic --defined-only '" KADREND_DAEMON "' > '" + list + "'").c_str()), 0);
+  const std::string symbols = m_directory.get("symbols");
+  for (const char* name : {"g_logLevel", "log_on", "log_uuid"})
+    EXPECT_EQ(occurrences(symbols, std::string(" ") + name + "\n"), 1U);
+}
+
 // Wake-ups of all threads of a process since they began.
 long wakeUps(pid_t process) {
   long sum = 0;
