@@ -1,5 +1,6 @@
 // The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps for ever.
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 
 #include "boardhost.h"
@@ -33,6 +34,7 @@ int main(int argc, char* argv[]) {
   using namespace TIRK_MCUC;
   if (board_open() != 0) return 1;
   std::signal(SIGPIPE, SIG_IGN);
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a file or pipe gets its lines at once, among those of the trace
   log_on = 1;
   applyOption(argc > 1 ? argv[1] : nullptr);
   TRACE_INFO("================================== Kadrend Start ================================");

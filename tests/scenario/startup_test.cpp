@@ -118,6 +118,20 @@ TEST_F(StartUpTest, TheTracesSwitchesCanBeReachedByName) {
     EXPECT_EQ(occurrences(symbols, std::string(" ") + name + "\n"), 1U);
 }
 
+struct OutputTest : DaemonTest {
+  OutputTest() : DaemonTest("", "") { m_output = board() + "/stdout"; }
+};
+TEST_F(OutputTest, WhatIsPrintedIsThereAtOnce) {
+  ByteVector header(64);
+  header[1] = 1;
+  header[32 + 5] = 0x20;  // the only file starts at 0x2000
+  write(0x0F000000, header);
+  write(0x0F002000, {1, 2, 3});
+  EXPECT_TRUE(waitUntil([this] {
+    return occurrences(m_directory.get("stdout"), "##################File Name::RvCfgFile_0.rcfgx\n") == 1;
+  }));
+}
+
 // Wake-ups of all threads of a process since they began.
 long wakeUps(pid_t process) {
   long sum = 0;

@@ -66,7 +66,7 @@ void DaemonTest::start() {
   char* arguments[] = {program.data(), option.empty() ? nullptr : option.data(), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments, environment.data());
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");

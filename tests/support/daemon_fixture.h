@@ -59,6 +59,7 @@ class DaemonTest : public ::testing::Test {
   pid_t pid() const { return m_pid; }
 
   TemporaryDirectory m_directory;
+  std::string m_output = "/dev/null";  // where the daemon's standard output goes from the next start on
 
  private:
   std::string m_option;
