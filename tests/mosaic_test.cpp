@@ -206,6 +206,7 @@ TEST_F(Mosaic, RolesOfTheOutputPorts) {
   store.NormalBackupStatus = 1;
   calculate(2, 2, 2, 0);  // uses ports 0 and 1
   EXPECT_THAT(roles(), ElementsAre(0, 0, 0x80, 0, 0, 0, 0, 0, 0, 0x80, 0, 0, 0, 0, 0, 0));
+  EXPECT_EQ(logged("MasterSlaveVal 0x1a: 0x0"), 2U) << "the device's role, not the spare port's";
   EXPECT_EQ(fpga(0x1A, 1), bytes({0x80}));
   EXPECT_EQ(fpga(0x101, 1), bytes({0x80}));
 }

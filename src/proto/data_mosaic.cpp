@@ -28,10 +28,14 @@ ScreenRecord screenRecord(const MosaicGeometry& geometry) {
   return record;
 }
 
+uint8_t deviceRole(const MosaicRequest& request) {
+  return request.masterSlave != 0 ? kRoleBackup : uint8_t{0};
+}
+
 // Spare ports that have a link stand by for the port that they repeat.
 Roles portRoles(const Data_Global& global, const MosaicGeometry& geometry) {
   Roles roles;
-  roles.fill(geometry.request.masterSlave != 0 ? kRoleBackup : uint8_t{0});
+  roles.fill(deviceRole(geometry.request));
   if (global.NormalBackupStatus == 0) return roles;
   const uint16_t linked = global.GigaPhyLinkSta;
   for (unsigned port = geometry.UsedPortNum; port < kDataPorts; ++port) {
@@ -164,10 +168,11 @@ bool calculatePositions(const MosaicGeometry& geometry) {
   return true;
 }
 
-void logRoles(const Roles& roles) {
+// The device's role, which spare ports may differ from.
+void logRole(uint8_t role) {
   TRACE_INFO("========================= Begin calculate SlaveOrMaster para =========================");
   for (unsigned i = 0; i < 4; ++i) {
-    TRACE_INFO("MasterSlaveVal 0x" << hex << static_cast<int>(sendpara::portRole(i)) << ": 0x" << hex << int{roles[i]});
+    TRACE_INFO("MasterSlaveVal 0x" << hex << static_cast<int>(sendpara::portRole(i)) << ": 0x" << hex << int{role});
   }
   TRACE_INFO("======================== Finish calculate SlaveOrMaster para =========================");
 }
@@ -183,7 +188,7 @@ bool layOutScreen(Data_Global& global, const MosaicGeometry& geometry) {
   TRACE_INFO("======================== Finish calculate Port X or Y ===========================");
   calculateNumbers(geometry);
   if (!calculatePositions(geometry)) return false;
-  logRoles(roles);
+  logRole(deviceRole(geometry.request));
   return true;
 }
 
