@@ -9,8 +9,8 @@
 #include "llinput.h"
 #include "mcuctrace.h"
 #include "process/basicpublicfunc.h"
-#include "process/tprocess_ctl.h"
 #include "proto/data_common.h"
+#include "proto/mirrorrefresh.h"
 #include "proto/reportregisters.h"
 #include "proto/sendparameter.h"
 
@@ -45,18 +45,13 @@ bool leavesBlock(const IMD_proto3rd& request, size_t length) {
   return true;
 }
 
-// Reads the bus bytes of the block from `offset` on into `block`, and takes them into the mirror. Not while a handler
-// or a calculation runs: it may have stored bytes that it has not yet sent to the FPGA, and would lose them.
+// Reads the bus bytes of the block from `offset` on into `block` and, when it may, into the mirror.
 int refreshFromFpga(size_t offset, FeatureBlock& block) {
-  auto& busy = Tprocess_ctl::getInstance()->m_mutex;
-  const bool idle = busy.TryLock();
+  const MirrorRefresh mirror;
   const MutableBytes bytes = MutableBytes(block).subspan(offset, sendpara::kBusEnd - offset);
   const int result = DriverUtil::getInstance()->ReadFPGABusBlock(static_cast<uint32_t>(offset), bytes.data(),
                                                                  static_cast<uint32_t>(bytes.size()));
-  if (idle) {
-    if (result == 0) Data_Global::getInstance()->SendParameterReg.write(offset, bytes);
-    busy.UnLock();
-  }
+  if (result == 0 && mirror.allowed()) Data_Global::getInstance()->SendParameterReg.write(offset, bytes);
   return result;
 }
 
