@@ -123,16 +123,13 @@ void InputSource::input_board_detect() {
     uint32_t id = 0;
     if (ll_find_input_filter_all(object, &id) != 0) _board[static_cast<size_t>(m_boardCount++)].id = id;
   }
-  int validCount = 0;
+  TRACE_INFO("Input Total = " << m_boardCount);
   for (int i = 0; i < m_boardCount; ++i) {
     input_board_t& board = _board[static_cast<size_t>(i)];
     board.valid = ll_get_input_info(board.id, &board.type, &board.cap) == 0;
-    validCount += board.valid ? 1 : 0;
-  }
-  TRACE_INFO("Input Total = " << m_boardCount << " Input valid = " << validCount);
-  for (int i = 0; i < m_boardCount; ++i) {
-    const input_board_t& board = _board[static_cast<size_t>(i)];
-    TRACE_INFO("Input id = " << board.id << " Input type = " << static_cast<int>(board.type));
+    TRACE_INFO("Input valid = " << (board.valid ? 1 : 0));
+    TRACE_INFO("Input id = " << board.id);
+    TRACE_INFO("Input type = " << static_cast<int>(board.type));
   }
 }
 
@@ -160,12 +157,12 @@ void InputSource::source_edid_init() {
     const source_t* source = GetSourceByGroup(group);
     if (source == nullptr) continue;
     if (!supported(*source)) {
-      TRACE_INFO("Nonsupport EDIDInit Source group " << group);
+      TRACE_ERROR("Nonsupport EDIDInit Source group " << group);
       return;
     }
     const VideoMode& mode = InSetPara.InRes[static_cast<size_t>(group)];
-    TRACE_INFO("EDIDInit Source srcCode: " << source->code << " EDIDInit Source group = " << group << " h = " << mode.h
-                                           << " v = " << mode.v << " r = " << mode.r);
+    TRACE_INFO("EDIDInit Source srcCode: " << source->code);
+    TRACE_INFO("EDIDInit Source group = " << group << " h = " << mode.h << " v = " << mode.v << " r = " << mode.r);
     if (isSet(mode)) setByMode(group, mode);
   }
 }

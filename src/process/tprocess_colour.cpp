@@ -43,29 +43,26 @@ void storeHdrRecord(int length, const uint8_t* data) {
 
 void storeGammaPiece(const GammaRange& range, uint32_t address, Bytes piece) {
   DriverUtil& driver = *DriverUtil::getInstance();
-  if (piece.size() > range.end - address) {
+  if (piece.size() > range.end() - address) {
     TRACE_ERROR("=== Sprocess_SenderRGBGamma ===runs past its table, address = " << hex << address << " len = "
                                                                                  << static_cast<int>(piece.size()));
     return;
   }
   const int ret = driver.WriteDataToFlash(range.table.address + (address - range.first),
                                           static_cast<uint32_t>(piece.size()), piece.data());
-  if (ret != 0) TRACE_ERROR(range.failed << ret);
-  if (address + piece.size() != range.end) return;
+  if (ret != 0) TRACE_ERROR(range.writeFailed << ret);
+  if (address + piece.size() != range.end()) return;
   // The marker says that the table is complete; the last colour's loads the set.
   driver.WriteDataToFlash(range.tag.address, range.tag.length, Data_Global::IsNewFlashTag.data());
-  if (range.loads != 0) Data_Global::getInstance()->SendGammaToFpga(range.loads);
+  if (range.completesSet) Data_Global::getInstance()->SendGammaToFpga(range.set);
 }
 
 void storeGamma(const WriteRecord& record) {
   const uint32_t address = record.address & kGammaAddressMask;
-  for (const GammaRange& range : kGammaRanges) {
-    if (address >= range.first && address <= range.last) storeGammaPiece(range, address, record.data);
+  if (const GammaRange* range = gammaRangeAt(address)) storeGammaPiece(*range, address, record.data);
+  if (const GammaValue* value = gammaValueAt(address, record.length)) {
+    DriverUtil::getInstance()->WriteDataToFlash(value->stored.address, value->stored.length, record.data.data());
   }
-  if (record.length != 1) return;
-  DriverUtil& driver = *DriverUtil::getInstance();
-  if (address == kGammaValueRegister12) driver.WriteDataToFlash(flash::kGammaValue12.address, 1, record.data.data());
-  if (address == kGammaValueRegister10) driver.WriteDataToFlash(flash::kGammaValue10.address, 1, record.data.data());
 }
 
 }  // namespace

@@ -9,13 +9,13 @@
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
 #include "proto/gammacurve.h"
+#include "proto/gammaranges.h"
 #include "proto/patterngeometry.h"
 
 namespace TIRK_MCUC {
 
 namespace {
 
-constexpr uint8_t kGammaSet2 = 'x';
 constexpr uint8_t kHdr10 = 'X';
 constexpr uint8_t kHlg = 'x';
 constexpr uint8_t kHdrBitWidth = 10;
@@ -24,18 +24,6 @@ constexpr uint8_t kHdrOn = 0x58;
 constexpr uint8_t kHdrOff = 0xFF;
 constexpr uint8_t kPatternStrobe = 0xA8;
 constexpr unsigned long kStrobeMs = 1;
-
-struct GammaChannel {
-  flash::Area tag;
-  flash::Area table;
-  fpga::Area memory;
-};
-constexpr GammaChannel kGammaSet1Channels[] = {{flash::kGammaTagRed1, flash::kGammaRed1, fpga::kGammaRed},
-                                               {flash::kGammaTagGreen1, flash::kGammaGreen1, fpga::kGammaGreen},
-                                               {flash::kGammaTagBlue1, flash::kGammaBlue1, fpga::kGammaBlue}};
-constexpr GammaChannel kGammaSet2Channels[] = {{flash::kGammaTagRed2, flash::kGammaRed2, fpga::kGammaRed},
-                                               {flash::kGammaTagGreen2, flash::kGammaGreen2, fpga::kGammaGreen},
-                                               {flash::kGammaTagBlue2, flash::kGammaBlue2, fpga::kGammaBlue}};
 
 DriverUtil& driver() {
   return *DriverUtil::getInstance();
@@ -49,13 +37,13 @@ void writeFpga(uint32_t address, Bytes bytes) {
 }
 
 // Whether the channel's stored table is complete.
-bool tagValid(const GammaChannel& channel) {
+bool tagValid(const GammaRange& channel) {
   std::array<uint8_t, 4> tag{};
   return driver().ReadBytesFromFlash(channel.tag.address, channel.tag.length, tag.data()) == 0 &&
          tag == Data_Global::IsNewFlashTag;
 }
 
-void loadChannel(const GammaChannel& channel, bool stored) {
+void loadChannel(const GammaRange& channel, bool stored) {
   GammaTable table;
   const bool read = stored && driver().ReadBytesFromFlash(channel.table.address, kGammaTableSize, table.data()) == 0;
   if (stored && !read)
@@ -109,8 +97,8 @@ void strobePattern() {
 }  // namespace
 
 void Data_Global::SendGammaToFpga(uint8_t set) {
-  const auto& channels = set == kGammaSet2 ? kGammaSet2Channels : kGammaSet1Channels;
-  for (const GammaChannel& channel : channels) {
+  for (const GammaRange& channel : kGammaRanges) {
+    if ((channel.set == kGammaSet12Bit) != (set == kGammaSet12Bit)) continue;
     const bool stored = tagValid(channel);
     if (ParaTable[PbufHDRType] == 0) loadChannel(channel, stored);
   }
@@ -176,7 +164,7 @@ void Data_Global::ScreenPatternGenProcess() {
   writeFpga(fpga::kPatternGenerator.address + kAfterStrobe,
             Bytes(block).subspan(kAfterStrobe, pattern::kBlockSize - kAfterStrobe));
   strobePattern();
-  TRACE_INFO("============================= Finish ScreenPatternGenProcess ===============================");
+  TRACE_INFO("============================= Finish ScreenPatternGenProcess ==============================");
 }
 
 }  // namespace TIRK_MCUC
