@@ -315,7 +315,10 @@ TEST_F(PeerLinkTest, AnswersWithTheRequestsEnvelopeAndTheTagTurned) {
   EXPECT_EQ(reply->envelope.largeLabel, 28);
   EXPECT_EQ(reply->envelope.payloadLength, 20U);
   EXPECT_TRUE(reply->checksumRight);
-  EXPECT_EQ(reply->frame.m_usHeader, static_cast<uint16_t>(frame.m_usHeader << 8 | frame.m_usHeader >> 8));
+  EXPECT_EQ(datagram.at(kEnvelopeLength), 0x55);
+  EXPECT_EQ(datagram.at(kEnvelopeLength + 1), 0xAA);
+  EXPECT_EQ(reply->frame.m_usHeader, DWT_MAKEWD(0x55, 0xAA))
+      << "AA 55 on the wire, where decoding begins with the low byte";
   EXPECT_EQ(reply->frame.m_ucLabels, 0x33);
   EXPECT_EQ(reply->frame.m_ucSourceAddress, 0xFE);
   EXPECT_EQ(reply->frame.m_ucDeviceType, kNoSuchDevice);
