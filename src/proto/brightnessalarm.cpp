@@ -52,6 +52,7 @@ BrightnessAlarm::Outcome BrightnessAlarm::check(CivilSeconds now) {
     return kWentBack;
   }
   if (now - before > kLongestQuietCheck) m_owedSince = std::max(before, now - kDay);
+  if (now - before >= kDay) return kDaysPassed;
   if (INT_Once != kArmed || !isDue(now)) return kQuiet;
   INT_Once = kIdle;
   return kFired;
@@ -73,7 +74,7 @@ bool BrightnessAlarm::isDue(CivilSeconds now) {
 }
 
 bool BrightnessAlarm::alreadyFired(CivilSeconds now) const {
-  if (INT_Once != kArmed || !m_lastMinute) return false;
+  if (INT_Once != kArmed || m_owedSince || !m_lastMinute) return false;
   const CivilSeconds today = startOf(now, kDay) + secondOfDay(TimeIntHour, TimeIntMin);
   return *m_lastMinute == (today >= startOf(now, kMinute) ? today : today + kDay);
 }

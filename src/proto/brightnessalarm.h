@@ -18,8 +18,11 @@ class BrightnessAlarm {
  public:
   enum Outcome : uint8_t {
     kQuiet,
-    kFired,    // the armed minute is here, or lay in a gap between two checks; the alarm is idle now
-    kWentBack  // the clock did; nothing fired. What is armed may no longer be what comes next
+    kFired,  // the armed minute is here, or lay in a gap between two checks; the alarm is idle now
+    // Nothing fired, but what is armed may no longer be what comes next: arm anew for the node that the time of day
+    // asks for.
+    kWentBack,   // the clock did
+    kDaysPassed  // a whole day or more since the last check: check again, so that the last day's nodes come in order
   };
 
   // A mode (re)starts at `now`: nothing is armed, nothing has fired, nothing is owed.
@@ -30,10 +33,10 @@ class BrightnessAlarm {
 
   // Every 2 s. Fires within the first seconds of the armed minute, at most once in one minute of the clock. After a gap
   // between checks (a jump of the clock, a thread that was held) it fires as soon as the armed minute lies behind, and
-  // so do the nodes armed next, one a check, until none is owed; of a gap of days the last 24 hours count.
+  // so do the nodes armed next, one a check, until none is owed; of a gap of days the last 24 hours are made up for.
   Outcome check(CivilSeconds now);
 
-  // Whether what is armed comes next in the very minute for which the alarm fired last: it will not fire again there.
+  // Whether what is armed comes next in the very minute for which the alarm fired last, where it would not fire again.
   bool alreadyFired(CivilSeconds now) const;
 
  private:

@@ -143,9 +143,12 @@ void BrightnessControl::TimeToOver_Handler() {
   const Guard guard(m_mutex);
   const ClockSnapshot now = readClock();
   if (!now.valid) return;
-  const BrightnessAlarm::Outcome outcome = m_alarm.check(civilSeconds(now.local));
+  const CivilSeconds time = civilSeconds(now.local);
+  BrightnessAlarm::Outcome outcome = m_alarm.check(time);
+  const bool daysPassed = outcome == BrightnessAlarm::kDaysPassed;
+  if ((daysPassed || outcome == BrightnessAlarm::kWentBack) && m_alarm.armed()) armAnew(now);
+  if (daysPassed) outcome = m_alarm.check(time);
   if (outcome == BrightnessAlarm::kFired) RtcIntOccurArrived = ENABLE;
-  if (outcome == BrightnessAlarm::kWentBack && m_alarm.armed()) armAnew(now);
 }
 
 // Every node of the minute that has come, in order: they may be for different ports.

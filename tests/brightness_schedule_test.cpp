@@ -1,0 +1,496 @@
+// A day's nodes on the board's clock: schedule and mixed mode, weekdays, the re-broadcast, jumps of the clock, summer
+// time, and a year of them against a model of its own.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "mcuctrace.h"
+#include "support/brightness_fixture.h"
+#include "virtual/cards.h"
+#include "virtual/lights.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class BrightnessSchedule : public BrightnessTest {
+ protected:
+  // Runs through the given time and says what was sent by then.
+  std::vector<std::string> sentUntil(const std::string& clockText) {
+    runUntil(clockText);
+    return sent();
+  }
+};
+
+const ScheduleTable kTwoNodes{{{0x08, 0x00, 0x01, 200}, {0x20, 0x00, 0x01, 50}}};
+
+TEST_F(BrightnessSchedule, TheNodeInForceIsAppliedAtOnceToItsPorts) {
+  configure(ScheduleTable{{{0x06, 0x00, 0x0A, 100}, {0x18, 0x00, 0xFF, 30}}});
+  EXPECT_THAT(sent(), ElementsAre("1 100", "3 100"));
+  setClock("2026-03-04 05:59:00");
+  configure(ScheduleTable{{{0x06, 0x00, 0x0A, 100}, {0x18, 0x00, 0xFF, 30}}});
+  EXPECT_THAT(sent(), ElementsAre("0 30", "1 30", "2 30", "3 30"));  // ports above 3 are none of its business
+  configure(ScheduleTable{{{0x06, 0x00, 0xF0, 100}}});
+  EXPECT_THAT(sent(), IsEmpty());
+  EXPECT_EQ(control().LastGlobalBri, 30);
+}
+
+TEST_F(BrightnessSchedule, ColourComponentsGoOutAsAPacketToThePort) {
+  ScheduleTable table{{{0x00, 0x00, 0x0C, 0x80, {0x11, 0x22, 0x33, 0xFF}}}, true};
+  configure(table);
+  const auto done = journalLines();
+  const std::vector<std::string> afterTheTable(done.end() - 8, done.end());
+  EXPECT_THAT(afterTheTable,
+              ElementsAre("card w recv 2 65535 0x02000001 1 80", "fpga w 0x00100000 1 04",
+                          "fpga w 0x00300000 18 0102ffff0100020000020400112233ff6f03", "fpga w 0x00100000 1 05",
+                          "card w recv 3 65535 0x02000001 1 80", "fpga w 0x00100000 1 06",
+                          "fpga w 0x00300000 18 0103ffff0100020000020400112233ff7003", "fpga w 0x00100000 1 07"));
+  clearJournal();
+  BrightnessControl::AdjustCurrentComponentBrightness(200, 255, 255, 255, 255);  // the port's byte wraps
+  EXPECT_THAT(journalLines(),
+              ElementsAre("fpga w 0x00100000 1 90", "fpga w 0x00300000 18 01c8ffff0100020000020400ffffffffcc06",
+                          "fpga w 0x00100000 1 91"));
+}
+
+TEST_F(BrightnessSchedule, EachNodeComesOnceADay) {
+  setClock("2026-03-04 07:59:30");
+  configure(kTwoNodes);
+  EXPECT_THAT(sent(), ElementsAre("0 50"));
+  EXPECT_THAT(sentUntil("07:59:59"), IsEmpty());
+  EXPECT_THAT(sentUntil("08:00:05"), ElementsAre("0 200"));
+  EXPECT_THAT(sentUntil("08:05:00"), IsEmpty());
+  setClock("2026-03-04 19:59:50");
+  EXPECT_THAT(sentUntil("20:00:05"), ElementsAre("0 50"));
+  setClock("2026-03-05 07:59:50");
+  EXPECT_THAT(sentUntil("08:01:00"), ElementsAre("0 200"));
+}
+
+TEST_F(BrightnessSchedule, AloneNodeComesEveryDayAndOnce) {
+  setClock("2026-03-04 12:29:50");
+  configure(ScheduleTable{{{0x12, 0x30, 0x02, 90}}});
+  EXPECT_THAT(sent(), ElementsAre("1 90"));
+  EXPECT_THAT(sentUntil("12:32:00"), ElementsAre("1 90"));
+  setClock("2026-03-05 12:29:50");
+  EXPECT_THAT(sentUntil("12:32:00"), ElementsAre("1 90"));
+}
+
+TEST_F(BrightnessSchedule, NodesOfOneMinuteAreAllApplied) {
+  setClock("2026-03-04 11:59:55");
+  configure(
+      ScheduleTable{{{0x08, 0x00, 0x01, 10}, {0x12, 0x00, 0x01, 100}, {0x12, 0x00, 0x02, 60}, {0x12, 0x01, 0x04, 5}}});
+  sent();
+  EXPECT_THAT(sentUntil("12:00:59"), ElementsAre("0 100", "1 60"));
+  EXPECT_THAT(sentUntil("12:02:00"), ElementsAre("2 5"));
+  setClock("2026-03-05 07:59:55");
+  EXPECT_THAT(sentUntil("08:00:10"), ElementsAre("0 10"));
+  setClock("2026-03-05 11:59:55");
+  EXPECT_THAT(sentUntil("12:00:10"), ElementsAre("0 100", "1 60"));
+}
+
+TEST_F(BrightnessSchedule, NodesWithoutATimeOfDayAreNotWaitedFor) {
+  configure(
+      ScheduleTable{{{0x08, 0x00, 0x01, 10}, {0x25, 0x00, 0x01, 20}, {0xFF, 0xFF, 0x01, 30}, {0x12, 0x01, 0x01, 40}}});
+  sent();
+  EXPECT_THAT(sentUntil("12:02:00"), ElementsAre("0 40"));
+  configure(ScheduleTable{{{0xFF, 0xFF, 0x01, 30}}});
+  EXPECT_THAT(sent(), ElementsAre("0 30"));
+  EXPECT_THAT(sentUntil("12:05:00"), IsEmpty());
+}
+
+// --- Jumps of the clock.
+
+const ScheduleTable kFourNodes{
+    {{0x06, 0x00, 0x01, 60}, {0x12, 0x00, 0x01, 120}, {0x18, 0x00, 0x01, 180}, {0x22, 0x00, 0x01, 220}}};
+
+TEST_F(BrightnessSchedule, AJumpForwardEndsWithTheNodeInForce) {
+  struct {
+    const char* to;
+    std::vector<std::string> sent;
+  } const cases[] = {
+      {"2026-03-04 17:59:00", {}},
+      {"2026-03-04 18:00:30", {"0 180"}},
+      {"2026-03-05 13:00:00", {"0 180", "0 220", "0 60", "0 120"}},
+      {"2026-03-09 07:00:00", {"0 120", "0 180", "0 220", "0 60"}},  // of days only the last 24 hours
+  };
+  for (const auto& c : cases) {
+    setClock("2026-03-04 13:00:00");
+    configure(kFourNodes);
+    run(5);
+    sent();
+    setClock(c.to);
+    run(30);
+    EXPECT_EQ(sent(), c.sent) << c.to;
+  }
+}
+
+TEST_F(BrightnessSchedule, AfterAJumpBackTheNodesComeAgain) {
+  setClock("2026-03-04 21:59:55");
+  configure(kFourNodes);
+  EXPECT_THAT(sentUntil("22:00:10"), ElementsAre("0 180", "0 220"));
+  setClock("2026-03-04 11:59:50");  // 06:00 was armed
+  EXPECT_THAT(sentUntil("11:59:59"), IsEmpty());
+  EXPECT_THAT(sentUntil("12:00:10"), ElementsAre("0 120"));
+  setClock("2026-03-04 17:59:55");
+  EXPECT_THAT(sentUntil("18:00:10"), ElementsAre("0 180"));
+  setClock("2026-03-01 21:59:55");
+  EXPECT_THAT(sentUntil("22:00:10"), ElementsAre("0 220"));
+}
+
+TEST_F(BrightnessSchedule, AClockThatIsSetBackALittleDoesNotRepeatItsNode) {
+  setClock("2026-03-04 11:59:55");
+  configure(kFourNodes);
+  EXPECT_THAT(sentUntil("12:00:06"), ElementsAre("0 60", "0 120"));
+  setClock("2026-03-04 11:59:50");
+  EXPECT_THAT(sentUntil("12:01:00"), IsEmpty());
+  setClock("2026-03-04 12:00:01");
+  EXPECT_THAT(sentUntil("12:01:00"), IsEmpty());
+  setClock("2026-03-04 17:59:55");  // and the one that follows is not lost
+  EXPECT_THAT(sentUntil("18:00:06"), ElementsAre("0 180"));
+}
+
+TEST_F(BrightnessSchedule, ARestartOfTheModeOwesNothingOfTheTimeBefore) {
+  setClock("2026-03-04 13:00:00");
+  configure(kFourNodes);
+  run(5);
+  setClock("2026-03-07 19:00:00");
+  configure(kFourNodes);
+  sent();
+  run(30);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(BrightnessSchedule, SummerTimeSkipsAndRepeatsNoNode) {
+  setZone("Europe/Berlin");
+  const ScheduleTable night{{{0x02, 0x30, 0x01, 30}, {0x04, 0x00, 0x01, 40}}};
+  setClock("2026-03-29 01:59:50");
+  configure(night);
+  EXPECT_THAT(sent(), ElementsAre("0 40"));
+  run(20);
+  EXPECT_EQ(clock(), "2026-03-29 03:00:10");
+  EXPECT_THAT(sent(), ElementsAre("0 30"));  // its time has been left out
+  setClock("2026-03-29 03:59:55");
+  EXPECT_THAT(sentUntil("04:00:10"), ElementsAre("0 40"));
+
+  setClock("2026-10-25 01:59:50");
+  configure(night);
+  sent();
+  moveClock(30 * 60 * 1000);
+  run(20);  // 02:30, the first time
+  EXPECT_THAT(sent(), ElementsAre("0 30"));
+  moveClock(29 * 60 * 1000);
+  run(60);
+  EXPECT_EQ(clock(), "2026-10-25 02:00:10");  // 03:00 has become 02:00
+  moveClock(29 * 60 * 1000 + 40 * 1000);
+  run(20);  // 02:30 once more
+  EXPECT_THAT(sent(), IsEmpty());
+  setClock("2026-10-25 03:59:55");
+  EXPECT_THAT(sentUntil("04:00:10"), ElementsAre("0 40"));
+}
+
+// --- Mixed mode.
+
+class MixedBrightness : public BrightnessSchedule {};
+
+constexpr uint8_t kStartSunday = 0x01, kStartWednesday = 0x08;  // bit 0: Sunday, where the mode starts
+constexpr uint8_t kAlarmMonday = 0x01, kAlarmSunday = 0x40;     // bit 0: Monday, at the nodes' alarms
+
+TEST_F(MixedBrightness, WeekdaysCountFromSundayAtTheStartAndFromMondayAtAlarms) {
+  const auto block = [](uint8_t weekdays) {
+    MixedBlock out;
+    out.nodes = {{0x06, 0x00, 20, false, weekdays}, {0x18, 0x00, 50, false, weekdays}};
+    return out;
+  };
+  configure(block(kStartWednesday));  // 2026-03-04 is one
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  configure(block(static_cast<uint8_t>(~kStartWednesday)));
+  EXPECT_THAT(sent(), IsEmpty());
+  setClock("2026-03-08 12:00:00");  // a Sunday
+  configure(block(kStartSunday));
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  EXPECT_EQ(kStartSunday, kAlarmMonday);
+  runUntil("12:00:05");
+  setClock("2026-03-08 17:59:55");
+  EXPECT_THAT(sentUntil("18:00:10"), IsEmpty());  // bit 0 is Monday now
+  setClock("2026-03-09 05:59:55");
+  EXPECT_THAT(sentUntil("06:00:10"), ElementsAre("all 51"));
+  setClock("2026-03-09 17:59:55");
+  EXPECT_THAT(sentUntil("18:00:10"), ElementsAre("all 127"));
+  for (const char* other : {"10", "11", "12", "13", "14", "15"}) {
+    setClock(std::string("2026-03-") + other + " 17:59:55");
+    runUntil("18:00:10");
+  }
+  EXPECT_THAT(sent(), IsEmpty());
+  configure(block(kAlarmSunday));
+  setClock("2026-03-15 18:00:20");
+  sent();
+  setClock("2026-03-22 05:59:50");  // a Sunday again
+  EXPECT_THAT(sentUntil("06:00:10"), ElementsAre("all 51"));
+}
+
+TEST_F(MixedBrightness, ANodeCaughtUpAfterMidnightCountsForItsOwnDay) {
+  MixedBlock block;
+  block.nodes = {{0x12, 0x00, 20}, {0x23, 0x00, 50, false, kAlarmSunday}};
+  setClock("2026-03-08 22:00:00");
+  configure(block);
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  run(5);
+  setClock("2026-03-09 01:00:00");
+  run(10);
+  EXPECT_THAT(sent(), ElementsAre("all 127"));
+}
+
+TEST_F(MixedBrightness, NodesOfOneMinuteMayShareTheWeek) {
+  MixedBlock block;
+  block.nodes = {{0x06, 0x00, 100, false, 0x1F}, {0x06, 0x00, 80, false, 0x60}, {0x22, 0x00, 10}};
+  setClock("2026-03-06 23:00:00");  // a Friday
+  configure(block);
+  sent();
+  std::vector<std::string> mornings;
+  for (const char* day : {"07", "08", "09", "10"}) {  // Saturday ... Tuesday
+    setClock(std::string("2026-03-") + day + " 05:59:50");
+    runUntil("06:00:10");
+    for (const std::string& value : sent()) mornings.push_back(value);
+    setClock(std::string("2026-03-") + day + " 21:59:50");
+    EXPECT_THAT(sentUntil("22:00:10"), ElementsAre("all 25"));
+  }
+  EXPECT_THAT(mornings, ElementsAre("all 204", "all 204", "all 255", "all 255"));
+}
+
+TEST_F(MixedBrightness, DisabledNodesAreNeitherInForceNorAwaited) {
+  MixedBlock block;
+  block.nodes = {
+      {0x06, 0x00, 20}, {0x11, 0x00, 30, false, 0x7F, false}, {0x12, 0x05, 40}, {0x12, 0x03, 50, false, 0x7F, false}};
+  configure(block);
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  EXPECT_THAT(sentUntil("12:06:00"), ElementsAre("all 102"));
+  for (auto& node : block.nodes) node.enabled = false;
+  configure(block);
+  EXPECT_THAT(sent(), IsEmpty());
+  setClock("2026-03-05 12:05:00");
+  run(60);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(MixedBrightness, PercentagesAbove100Count100) {
+  MixedBlock block;
+  block.nodes = {{0x06, 0x00, 101}, {0x12, 0x01, 255}};
+  configure(block);
+  EXPECT_THAT(sentUntil("12:01:10"), ElementsAre("all 255", "all 255"));
+}
+
+TEST_F(MixedBrightness, AFixedNodeIsSentAgainEveryTenMinutesUntilAnotherBegins) {
+  MixedBlock block;
+  block.nodes = {{0x06, 0x00, 20}, {0x12, 0x15, 40}, {0x12, 0x30, 0, true}};
+  configure(block);
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  // 600 counts of the poll take a little less than ten minutes.
+  EXPECT_THAT(sentUntil("12:09:45"), IsEmpty());
+  EXPECT_THAT(sentUntil("12:10:05"), ElementsAre("all 51"));
+  EXPECT_THAT(sentUntil("12:15:05"), ElementsAre("all 102"));  // the count begins anew
+  EXPECT_THAT(sentUntil("12:24:45"), IsEmpty());
+  EXPECT_THAT(sentUntil("12:25:05"), ElementsAre("all 102"));
+  EXPECT_THAT(sentUntil("12:50:00"), IsEmpty());  // a sensor-driven node, without a sensor
+}
+
+TEST_F(MixedBrightness, ARegionThatCannotBeReadStartsNothing) {
+  MixedBlock block;
+  block.nodes = {{0x06, 0x00, 20}, {0x12, 0x01, 40}};
+  configure(block);
+  sent();
+  fail(vboard::Op::FlashRead, 6);
+  write(0, bytes({0x9A}));
+  run(120);
+  EXPECT_THAT(sent(), IsEmpty());
+  write(0, bytes({0x9A}));
+  EXPECT_THAT(sent(), ElementsAre("all 102"));
+}
+
+TEST_F(MixedBrightness, IllegalListsAreToldOfAndEmpty) {
+  ByteVector block = MixedBlock{}.bytes();
+  block[5] = 0xF8;  // a list of nodes at 4088
+  block[6] = 0x0F;
+  configure(block);
+  EXPECT_EQ(logged("=== Brightness ===the list of time nodes leaves the region"), 1U);
+  run(60);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+// --- Rest.
+
+TEST_F(BrightnessSchedule, NothingIsReadOrWrittenWhenNothingIsDue) {
+  MixedBlock mixed;
+  mixed.nodes = {{0x06, 0x00, 20}, {0x18, 0x00, 40}};
+  MixedBlock serial = mixed;
+  serial.mode = kModeHardwareControl;
+  const ByteVector modes[] = {kTwoNodes.bytes(), mixed.bytes(), serial.bytes()};
+  for (const ByteVector& block : modes) {
+    setClock("2026-03-04 12:00:00");
+    configure(block, 512);
+    run(1);
+    clearJournal();
+    using vboard::Op;
+    const Op all[] = {Op::FpgaRead,  Op::FpgaWrite, Op::FlashRead, Op::FlashWrite, Op::CardRead,
+                      Op::CardWrite, Op::EnvOpen,   Op::Light,     Op::Shell};
+    for (const Op op : all) fail(op, 1);
+    run(35);
+    for (const Op op : all)
+      EXPECT_NE(vboard::board().faults.next(op), 0) << int{block[0]} << ", " << static_cast<int>(op);
+    EXPECT_THAT(journalLines(), IsEmpty());
+  }
+}
+
+// --- A year.
+
+// What the ports' brightness must be, from the wall clock alone: a node acts when the clock passes its start going
+// forward, and of a jump over days the last one counts.
+class ScheduleModel {
+ public:
+  struct Node {
+    int64_t start;                   // second of the day
+    uint8_t weekdays;                // bit 0: Monday
+    std::map<unsigned, int> effect;  // port: brightness
+  };
+  explicit ScheduleModel(std::vector<Node> nodes) : m_nodes(std::move(nodes)) {}
+
+  void observe(int64_t seconds) {
+    constexpr int64_t kDay = 86400;
+    const auto local = static_cast<time_t>(seconds);
+    tm fields{};
+    ::localtime_r(&local, &fields);
+    const int64_t wall = ::timegm(&fields);
+    const int64_t from = std::max(m_wall, wall - kDay);
+    for (int64_t day = from / kDay; m_wall != 0 && day <= wall / kDay; ++day) {
+      for (const Node& node : m_nodes) {
+        const int64_t start = day * kDay + node.start;
+        const auto weekday = static_cast<unsigned>((day + 3) % 7);  // day 0 was a Thursday
+        if (start <= from || start > wall || (node.weekdays >> weekday & 1) == 0) continue;
+        for (const auto& [port, brightness] : node.effect) m_ports[port] = brightness;
+      }
+    }
+    m_wall = wall;
+  }
+  void set(unsigned port, int brightness) { m_ports[port] = brightness; }
+  const std::map<unsigned, int>& ports() const { return m_ports; }
+
+ private:
+  std::vector<Node> m_nodes;  // in order of their starts
+  std::map<unsigned, int> m_ports;
+  int64_t m_wall = 0;
+};
+
+class BrightnessYear : public BrightnessSchedule, public ::testing::WithParamInterface<unsigned> {
+ protected:
+  BrightnessYear() : m_random(GetParam()) {
+    setZone("Europe/Berlin");
+    for (unsigned port = 0; port < 4; ++port) vboard::board().cards->setChain(port, 1, 64, 64);
+    vboard::board().journal.setOn(false);
+    g_logLevel = 0;
+  }
+  int64_t below(int64_t bound) { return static_cast<int64_t>(m_random() % static_cast<uint64_t>(bound)); }
+
+  static std::map<unsigned, int> wall() {
+    std::map<unsigned, int> out;
+    for (unsigned port = 0; port < 4; ++port) {
+      uint8_t value = 0;
+      vboard::board().cards->read({vboard::CardKind::Receiving, static_cast<uint8_t>(port), 0}, kCardGlobalBrightness,
+                                  {&value, 1});
+      out[port] = value;
+    }
+    return out;
+  }
+  // Lets a year pass in jumps, most of them forward, and compares after each.
+  void live(ScheduleModel& model, size_t nodes) {
+    for (const auto& [port, brightness] : wall()) model.set(port, brightness);
+    model.observe(clockSeconds());
+    int64_t left = int64_t{365} * 86400;
+    int jumps = 0;
+    while (left > 0) {
+      static constexpr int64_t kJumps[] = {0, 1, 5, 60, 3600, 6 * 3600, 20 * 3600, 3 * 86400};
+      int64_t jump = below(kJumps[below(std::size(kJumps))] + 1);
+      if (below(5) == 0) jump = -jump / 2;
+      // Where it lands no node begins before the next check.
+      const int64_t lands = (clockSeconds() + jump) % 60;
+      if (lands > 50) jump += 70 - lands;
+      moveClock(jump * 1000);
+      left -= jump;
+      const auto settleSeconds = static_cast<int>(4 * nodes + 8 + static_cast<size_t>(below(30)));
+      for (int second = 0; second < settleSeconds; ++second) {
+        poll(5);
+        model.observe(clockSeconds());
+      }
+      left -= settleSeconds;
+      while (clockSeconds() % 60 < 8) {  // what begins in these very seconds may not have been seen yet
+        poll(5);
+        model.observe(clockSeconds());
+      }
+      ++jumps;
+      ASSERT_EQ(wall(), model.ports()) << "after jump " << jumps << " by " << jump << " s, at " << clock();
+    }
+    EXPECT_GT(jumps, 500);
+  }
+
+  std::mt19937_64 m_random;
+};
+
+TEST_P(BrightnessYear, OfASchedule) {
+  ScheduleTable table;
+  std::vector<ScheduleModel::Node> nodes;
+  std::vector<int64_t> minutes;
+  for (int64_t i = 2 + below(15); i > 0; --i) minutes.push_back(below(5) == 0 ? 120 + below(60) : below(1440));
+  std::sort(minutes.begin(), minutes.end());
+  for (const int64_t minute : minutes) {
+    const auto bcd = [](int64_t value) { return toBcd(static_cast<unsigned>(value)); };
+    table.nodes.push_back(
+        {bcd(minute / 60), bcd(minute % 60), static_cast<uint8_t>(below(16)), static_cast<uint8_t>(below(256))});
+    ScheduleModel::Node node{minute * 60, 0x7F, {}};
+    for (unsigned port = 0; port < 4; ++port) {
+      if ((table.nodes.back().ports >> port & 1) != 0) node.effect[port] = table.nodes.back().brightness;
+    }
+    nodes.push_back(node);
+  }
+  configure(table);
+  ScheduleModel model(nodes);
+  live(model, nodes.size());
+}
+
+TEST_P(BrightnessYear, OfMixedNodes) {
+  MixedBlock block;
+  std::vector<ScheduleModel::Node> nodes;
+  std::vector<int64_t> minutes;
+  for (int64_t i = 2 + below(15); i > 0; --i) minutes.push_back(below(5) == 0 ? 120 + below(60) : below(1440));
+  std::sort(minutes.begin(), minutes.end());
+  vboard::board().lights->setBoard(0x8000 + 100);
+  block.sensors = {{1, 0, 0, 0}};
+  block.luxMap = {{0, 10}, {200, 35}, {1000, 90}};
+  for (const int64_t minute : minutes) {
+    const auto bcd = [](int64_t value) { return toBcd(static_cast<unsigned>(value)); };
+    const MixedBlock::Node node{bcd(minute / 60),
+                                bcd(minute % 60),
+                                static_cast<uint8_t>(below(101)),
+                                below(4) == 0,
+                                static_cast<uint8_t>(below(128)),
+                                below(8) != 0};
+    block.nodes.push_back(node);
+    const int brightness = node.sensor ? 35 * 255 / 100 : node.percent * 255 / 100;
+    if (node.enabled)
+      nodes.push_back(
+          {minute * 60, node.weekdays, {{0, brightness}, {1, brightness}, {2, brightness}, {3, brightness}}});
+  }
+  configure(block);
+  run(5);
+  ScheduleModel model(nodes);
+  live(model, block.nodes.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Seed, BrightnessYear, ::testing::Range(1U, 5U));
+
+}  // namespace
