@@ -138,6 +138,10 @@ std::optional<Message> BusClient::receive(int timeoutMs) {
   return message;
 }
 
+ssize_t BusClient::receiveRaw(MutableBytes buffer) {
+  return ::recv(m_socket.get(), buffer.data(), buffer.size(), 0);
+}
+
 std::optional<Message> BusClient::ask(const ThirdProtoMCUCMsg& request, int timeoutMs) {
   const uint32_t sequence = ++m_sequence;
   if (!send(datagram(request, sequence))) return std::nullopt;

@@ -1,6 +1,8 @@
 // A task on the IPC bus that asks the daemon, and hears what the daemon reports to it.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -49,8 +51,9 @@ class BusClient {
                                               const Target& target);
   // The datagram of a request with this client's return address; `sequence` comes back in the envelope's detail.
   std::vector<uint8_t> datagram(const TIRK_MCUC::ThirdProtoMCUCMsg& request, uint32_t sequence) const;
-  bool send(TIRK_MCUC::Bytes datagram);           // as it is; false when the daemon is not there
-  std::optional<Message> receive(int timeoutMs);  // the next message to this task, a report too
+  bool send(TIRK_MCUC::Bytes datagram);                // as it is; false when the daemon is not there
+  std::optional<Message> receive(int timeoutMs);       // the next message to this task, a report too
+  ssize_t receiveRaw(TIRK_MCUC::MutableBytes buffer);  // the next message as it came, its length; waits for it
 
  private:
   Descriptor m_directory;
