@@ -40,6 +40,8 @@ void waitFor(const std::string& path) {
 void serveEcho(const std::string& directory) {
   const int fd = bindAt(directory + "/echo");
   const sockaddr_un client = addressOf(directory + "/client");
+  const int answers = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+  if (::connect(answers, reinterpret_cast<const sockaddr*>(&client), sizeof client) != 0) return;
   std::mutex mutex;
   std::condition_variable arrived;
   uint16_t pending = 0;
@@ -51,7 +53,7 @@ void serveEcho(const std::string& directory) {
       const size_t length = pending;
       pending = 0;
       lock.unlock();
-      ::sendto(fd, reply.data(), length, 0, reinterpret_cast<const sockaddr*>(&client), sizeof client);
+      ::send(answers, reply.data(), length, 0);
     }
   });
   std::vector<char> buffer(70000);
@@ -68,7 +70,7 @@ void serveEcho(const std::string& directory) {
 }  // namespace
 
 BareEcho::BareEcho(const std::string& directory)
-    : m_directory(directory), m_socket(bindAt(directory + "/client")), m_server([directory] { serveEcho(directory); }) {
+    : m_socket(bindAt(directory + "/client")), m_server([directory] { serveEcho(directory); }) {
   waitFor(directory + "/echo");
 }
 
@@ -77,11 +79,10 @@ BareEcho::~BareEcho() {
 }
 
 void BareEcho::exchange(size_t requestBytes, size_t replyBytes) {
-  static const sockaddr_un server = addressOf(m_directory + "/echo");
-  std::vector<char> buffer(std::max(requestBytes, replyBytes));
+  static std::array<char, 70000> buffer;
   const auto wanted = static_cast<uint16_t>(replyBytes);
   std::memcpy(buffer.data(), &wanted, sizeof wanted);
-  ::sendto(m_socket, buffer.data(), requestBytes, 0, reinterpret_cast<const sockaddr*>(&server), sizeof server);
+  ::send(m_sender, buffer.data(), requestBytes, 0);
   if (::recv(m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
 }
 

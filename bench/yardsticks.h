@@ -19,8 +19,8 @@ class BareEcho {
   void exchange(size_t requestBytes, size_t replyBytes);  // one datagram there, one of `replyBytes` back
 
  private:
-  std::string m_directory;
   int m_socket = -1;
+  int m_sender = -1;
   ChildProcess m_server;
 };
 

@@ -112,13 +112,22 @@ std::vector<uint8_t> BusClient::datagram(const ThirdProtoMCUCMsg& request, uint3
 }
 
 bool BusClient::send(Bytes bytes) {
-  const std::string path = "/proc/self/fd/" + std::to_string(m_directory.get()) + "/" +
-                           taskName(static_cast<uint32_t>(m_cardPosition) << 24 | kTaskKadrend);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  return ::sendto(m_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == static_cast<ssize_t>(bytes.size());
+  // A socket of its own, connected: one that receives from everybody cannot be. A daemon that was restarted has a new
+  // one.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    try {
+      if (m_sender.get() < 0) {
+        m_sender =
+            connectBelow(m_directory, taskName(static_cast<uint32_t>(m_cardPosition) << 24 | kTaskKadrend), SOCK_DGRAM);
+      }
+    } catch (const ClientError&) {
+      return false;
+    }
+    const ssize_t sent = ::send(m_sender.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent == static_cast<ssize_t>(bytes.size())) return true;
+    m_sender = Descriptor();
+  }
+  return false;
 }
 
 std::optional<Message> BusClient::receive(int timeoutMs) {

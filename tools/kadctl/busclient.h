@@ -58,6 +58,7 @@ class BusClient {
  private:
   Descriptor m_directory;
   Descriptor m_socket;
+  Descriptor m_sender;  // connected to the daemon
   std::string m_name;
   uint8_t m_cardPosition = 0;
   uint32_t m_task = 0;
