@@ -45,13 +45,24 @@ bool leavesBlock(const IMD_proto3rd& request, size_t length) {
   return true;
 }
 
+// What never goes to the bus stays as the mirror has it: the serial-link timeout, and a screen size that only an
+// advanced configuration or a bypass offset has set (the FPGA then holds 0).
+void keepMirrorOnlyBytes(FeatureBlock& block, size_t offset) {
+  const auto& mirror = Data_Global::getInstance()->SendParameterReg;
+  if (offset <= sendpara::kSerialTimeout) block[sendpara::kSerialTimeout] = mirror.byte(sendpara::kSerialTimeout);
+  if (offset > sendpara::kScreenWidth || readDword(&block[sendpara::kScreenWidth]) != 0) return;
+  mirror.read(sendpara::kScreenWidth, MutableBytes(block).subspan(sendpara::kScreenWidth, 4));
+}
+
 // Reads the bus bytes of the block from `offset` on into `block` and, when it may, into the mirror.
 int refreshFromFpga(size_t offset, FeatureBlock& block) {
   const MirrorRefresh mirror;
   const MutableBytes bytes = MutableBytes(block).subspan(offset, sendpara::kBusEnd - offset);
   const int result = DriverUtil::getInstance()->ReadFPGABusBlock(static_cast<uint32_t>(offset), bytes.data(),
                                                                  static_cast<uint32_t>(bytes.size()));
-  if (result == 0 && mirror.allowed()) Data_Global::getInstance()->SendParameterReg.write(offset, bytes);
+  if (result != 0) return result;
+  keepMirrorOnlyBytes(block, offset);
+  if (mirror.allowed()) Data_Global::getInstance()->SendParameterReg.write(offset, bytes);
   return result;
 }
 

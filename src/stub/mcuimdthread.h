@@ -72,6 +72,7 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   void noteSender(uint32_t uiid);
   unsigned sendFrame(IMD_proto3rd* record, uint32_t destination);
   bool waitForFpga();
+  void restoreUnlessReset();
   void monitorCycle();
 
   unsigned long m_dwApipcThreadID = 0;

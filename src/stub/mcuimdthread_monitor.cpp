@@ -24,10 +24,7 @@ void McuIMDThread::FlagMsg() {
     auto* store = Data_Global::getInstance();
     store->FpgaOnlineFlag = 1;
     DriverUtil::getInstance()->clearFpgaDown();
-    {
-      const CMutexGuardT guard(Tprocess_ctl::getInstance()->m_mutex);
-      store->RestoreFPGA();
-    }
+    restoreUnlessReset();
     store->SendFlag_kadrendload();
     while (!m_bExitFlagThread) {
       monitorCycle();
@@ -35,6 +32,15 @@ void McuIMDThread::FlagMsg() {
     }
   }
   TRACE_INFO("FlagMsg process thread exit.");
+}
+
+// A factory reset that was accepted before the FPGA was loaded comes first: a restore would forget the request, and
+// take the start for the one that follows the reset.
+void McuIMDThread::restoreUnlessReset() {
+  constexpr uint8_t kResetRequested = 3;
+  const CMutexGuardT guard(Tprocess_ctl::getInstance()->m_mutex);
+  auto* store = Data_Global::getInstance();
+  if (store->RebootRF != kResetRequested) store->RestoreFPGA();
 }
 
 int McuIMDThread::CheckFPGAOnline() {
