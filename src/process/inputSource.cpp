@@ -148,6 +148,8 @@ void InputSource::source_info_init() {
     inputsource_name_t& name = m_inputSoruceName[slot];
     std::snprintf(name.name, sizeof name.name, kind->name, n + 1);
     name.length = static_cast<uint8_t>(std::strlen(name.name));
+    TRACE_INFO("Source group = " << static_cast<int>(slot) << " code = " << gsource[slot].code
+                                 << " name = " << name.name);
   }
 }
 

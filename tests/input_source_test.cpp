@@ -1,0 +1,255 @@
+// Video inputs: detection and names, the EDID that each presents, and the modes kept in flash.
+#include <gmock/gmock.h>
+
+#include <functional>
+
+#include "driverutil.h"
+#include "process/edid.h"
+#include "process/inputSource.h"
+#include "support/board_fixture.h"
+#include "virtual/inputs.h"
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+
+namespace {
+
+constexpr uint32_t kModes = 0x200000;
+constexpr size_t kModesLength = 72;
+
+class InputBoards : public BoardTest {
+ protected:
+  explicit InputBoards(const std::string& fitted) : BoardTest("journal = on\nfpga_load_ms = -1\n" + fitted) {
+    DriverUtil::getInstance()->initialize();
+    clearJournal();
+  }
+  // The mode that the EDID of the board in that slot presents; none while none was loaded.
+  static std::optional<VideoMode> presented(int slot) {
+    const auto input = vboard::board().inputs->at(slot);
+    return input && input->edid ? modeOfEdid(input->edid->data()) : std::nullopt;
+  }
+  // The EDID that an input was given for that mode.
+  Edid edidFor(const VideoMode& mode) {
+    m_inputs.EDIDSetByMode(0, mode.h, mode.v, mode.r);
+    Edid edid{};
+    if (m_inputs.ReadEDIDInfo(0, edid.data()) != 0) throw std::runtime_error("no EDID");
+    return edid;
+  }
+  static void storeModes(const std::vector<VideoMode>& modes) {
+    ByteVector wire;
+    for (const VideoMode& mode : modes)
+      for (const uint16_t word : {mode.h, mode.v, mode.r}) {
+        wire.push_back(static_cast<uint8_t>(word));
+        wire.push_back(static_cast<uint8_t>(word >> 8));
+      }
+    setFlash(kModes, wire);
+  }
+  void store(int group, const Edid& edid, int length = kEdidLength) {
+    m_inputs.EDIDCommStorage(group, edid.data(), length);
+  }
+  static size_t written(const std::string& prefix) {
+    const auto lines = journalLines();
+    return static_cast<size_t>(
+        std::ranges::count_if(lines, [&](const std::string& line) { return line.starts_with(prefix); }));
+  }
+
+  InputSource& m_inputs = *InputSource::getInstance();
+};
+
+class AllKinds : public InputBoards {
+ protected:
+  AllKinds()
+      : InputBoards(
+            "input 0 = dvi\ninput 1 = hdmi14\ninput 2 = ddvi\ninput 3 = dvi\ninput 4 = hdmi14\n"
+            "input 5 = sdi3g\ninput 6 = vga\n") {}
+};
+
+TEST_F(AllKinds, AreCountedAndNamedByKind) {
+  for (size_t run = 1; run <= 2; ++run) {  // a later run starts afresh
+    m_inputs.InputBoardInit();
+    for (const char* line : {"Source group = 0 code = 0 name = DVI\n", "Source group = 1 code = 97 name = HDMI1.4-1\n",
+                             "Source group = 2 code = 81 name = DUAL_DVI-1\n", "Source group = 3 code = 1 name = DVI\n",
+                             "Source group = 4 code = 98 name = HDMI1.4-2\n", "Source group = 5 code = 48 name = SDI\n",
+                             "Source group = 6 code = 32 name = VGA\n"})
+      EXPECT_EQ(logged(line), run) << line;
+  }
+  EXPECT_EQ(logged("Source group = 7"), 0U);
+  EXPECT_EQ(logged("Input Total = 7"), 2U);
+}
+
+TEST_F(AllKinds, OnlyDviAndHdmi14TakeAnEdid) {
+  m_inputs.InputBoardInit();
+  for (int group = 0; group < 7; ++group) m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
+  for (int slot = 0; slot < 7; ++slot) {
+    const bool takes = slot == 0 || slot == 1 || slot == 3 || slot == 4;
+    EXPECT_EQ(presented(slot), takes ? std::optional(VideoMode{1920, 1080, 6000}) : std::nullopt) << slot;
+  }
+  EXPECT_EQ(logged("Nonsupport Source "), 3U);
+}
+
+TEST_F(AllKinds, GroupsWithoutASourceAreLeftAlone) {
+  m_inputs.InputBoardInit();
+  for (const int group : {-1, 7, 8, 9, 10}) m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
+  EXPECT_EQ(journal(), "");
+  EXPECT_EQ(logged("SourceGroup Error,p_src is NULL!"), 2U) << "7 and 8; the others are no groups";
+}
+
+class TwoDviOneHdmi : public InputBoards {
+ protected:
+  TwoDviOneHdmi() : InputBoards("input 0 = dvi\ninput 3 = hdmi14\ninput 5 = dvi\n") {}
+};
+
+TEST_F(TwoDviOneHdmi, StoredModesAreAppliedAtTheStart) {
+  storeModes({{1920, 1080, 5994}, {0xFFFF, 0xFFFF, 0xFFFF}, {1280, 720, 5000}});
+  m_inputs.InputBoardInit();
+  EXPECT_EQ(presented(0), (VideoMode{1920, 1080, 5994}));
+  EXPECT_EQ(presented(3), std::nullopt) << "no mode was ever stored";
+  EXPECT_EQ(presented(5), (VideoMode{1280, 720, 5000}));
+}
+
+TEST_F(TwoDviOneHdmi, APartlyUnsetModeIsSkipped) {
+  storeModes({{0, 1080, 6000}, {1920, 0, 6000}, {1920, 1080, 0xFFFF}});
+  m_inputs.InputBoardInit();
+  EXPECT_EQ(written("edid w"), 0U);
+}
+
+TEST_F(TwoDviOneHdmi, ModesThatCannotBeReadAreNotApplied) {
+  storeModes({{1920, 1080, 6000}, {1920, 1080, 6000}, {1920, 1080, 6000}});
+  fail(vboard::Op::FlashRead, 3);
+  m_inputs.InputBoardInit();
+  EXPECT_EQ(written("edid w"), 0U);
+}
+
+TEST_F(TwoDviOneHdmi, TheMonitorNameIsThatOfTheConnector) {
+  m_inputs.InputBoardInit();
+  for (const auto& [group, name] : {std::pair{0, "TIRK DUAL_DVI"}, {1, "TIRK HDMI1.4\n"}}) {
+    m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
+    Edid edid{};
+    ASSERT_EQ(m_inputs.ReadEDIDInfo(group, edid.data()), 0);
+    EXPECT_EQ(std::string(edid.begin() + 77, edid.begin() + 90), name);
+    EXPECT_EQ(ResT_verify_EDID(edid.data()), 1);
+  }
+}
+
+TEST_F(TwoDviOneHdmi, AnInputWithoutEdidOrBoardCannotBeRead) {
+  m_inputs.InputBoardInit();
+  Edid edid;
+  edid.fill(0xEE);
+  for (const int group : {0, 3, -1}) EXPECT_EQ(m_inputs.ReadEDIDInfo(group, edid.data()), -1) << group;
+  EXPECT_THAT(edid, ::testing::Each(0xEE));
+}
+
+TEST_F(TwoDviOneHdmi, AHostsEdidIsStoredInItsGroupsEntryAndApplied) {
+  m_inputs.InputBoardInit();
+  const VideoMode kModesOfHosts[] = {{1920, 1080, 6000}, {1920, 1080, 5994}, {3840, 2160, 2997}, {1280, 800, 5000}};
+  for (const VideoMode& mode : kModesOfHosts) {
+    const Edid edid = edidFor(mode);
+    setFlash(kModes, repeated(kModesLength, 0xA5));
+    m_inputs.InputBoardInit();  // reads them
+    store(2, edid);
+    ByteVector expected = repeated(kModesLength, 0xA5);
+    const uint16_t words[] = {mode.h, mode.v, mode.r};
+    for (size_t i = 0; i < 3; ++i) DWT_ENCWD(&expected[12 + 2 * i], words[i]);
+    EXPECT_EQ(flash(kModes, kModesLength), expected) << mode.h << "@" << mode.r;
+    EXPECT_EQ(presented(5), mode);
+  }
+  EXPECT_EQ(logged("EDIDCommStorage group = 2 h = 1920 v = 1080 r = 5994"), 1U);
+}
+
+TEST_F(TwoDviOneHdmi, AnEdidOf128BytesIsTakenWhenItAnnouncesNoMore) {
+  m_inputs.InputBoardInit();
+  Edid edid = edidFor({1280, 720, 6000});
+  store(1, edid, 128);
+  EXPECT_EQ(presented(3), std::nullopt);
+  edid[kEdidExtensionCount] = 0;
+  setBlockChecksum(edid);
+  store(1, edid, 128);
+  EXPECT_EQ(presented(3), (VideoMode{1280, 720, 6000}));
+}
+
+TEST_F(TwoDviOneHdmi, ABadEdidChangesNothing) {
+  m_inputs.InputBoardInit();
+  const Edid good = edidFor({1920, 1080, 6000});
+  const auto with = [&good](const std::function<void(Edid&)>& change) {
+    Edid edid = good;
+    change(edid);
+    setBlockChecksum(edid);
+    return edid;
+  };
+  const struct {
+    const char* what;
+    int group;
+    Edid edid;
+    int length;
+  } kCases[] = {
+      {"header", 0, with([](Edid& e) { e[0] = 1; }), 256},
+      {"extension checksum", 0, with([](Edid& e) { e[200] ^= 1; }), 256},
+      {"length", 0, good, 127},
+      {"clock", 0, with([](Edid& e) { e[54] = e[55] = 0; }), 256},
+      {"width", 0, with([](Edid& e) { e[56] = 0, e[58] &= 0x0F; }), 256},
+      {"height", 0, with([](Edid& e) { e[59] = 0, e[61] &= 0x0F; }), 256},
+      {"horizontal total", 0, with([](Edid& e) { e[56] = e[57] = e[58] = 0; }), 256},
+      {"vertical total", 0, with([](Edid& e) { e[59] = e[60] = e[61] = 0; }), 256},
+      {"refresh", 0, with([](Edid& e) { e[55] = 0xFF, e[61] = 0, e[59] = 9; }), 256},
+      {"group below", -1, good, 256},
+      {"group above", 9, good, 256},
+  };
+  clearJournal();
+  for (const auto& test : kCases) {
+    store(test.group, test.edid, test.length);
+    EXPECT_EQ(journal(), "") << test.what;
+  }
+  Edid edid = good;
+  edid[60] ^= 1;
+  store(0, edid);
+  EXPECT_EQ(journal(), "") << "checksum";
+  EXPECT_EQ(logged(", nothing changed"), std::size(kCases) + 1);
+}
+
+TEST_F(TwoDviOneHdmi, AFailingFlashLosesNoOtherGroupsMode) {
+  m_inputs.InputBoardInit();
+  const Edid first = edidFor({1920, 1080, 6000});
+  const Edid second = edidFor({1280, 720, 6000});
+  fail(vboard::Op::FlashWrite, 3, 7);
+  store(1, first);
+  EXPECT_EQ(logged("=== EDIDCommStorage ===write InSetPara to flash failed! ret = 7"), 1U);
+  EXPECT_EQ(presented(3), (VideoMode{1920, 1080, 6000})) << "is applied all the same";
+  store(2, second);  // writes both
+  EXPECT_EQ(flash(kModes + 6, 12), bytes({0x80, 0x07, 0x38, 0x04, 0x70, 0x17, 0x00, 0x05, 0xD0, 0x02, 0x70, 0x17}));
+}
+
+TEST_F(TwoDviOneHdmi, ModesThatWereNeverReadAreNotOverwritten) {
+  storeModes({{640, 480, 6000}, {800, 600, 6000}, {1024, 768, 6000}});
+  fail(vboard::Op::FlashRead, 3);
+  m_inputs.InputBoardInit();
+  const Edid edid = edidFor({1920, 1080, 6000});
+  fail(vboard::Op::FlashRead, 3);
+  clearJournal();
+  store(0, edid);
+  EXPECT_EQ(journal(), "");
+  store(0, edid);
+  EXPECT_EQ(flash(kModes + 6, 6), bytes({0x20, 0x03, 0x58, 0x02, 0x70, 0x17})) << "the second group's";
+}
+
+TEST_F(TwoDviOneHdmi, AnInputThatRefusesItsEdidIsLogged) {
+  m_inputs.InputBoardInit();
+  fail(vboard::Op::EdidSet, 1, 9);
+  m_inputs.EDIDSetByMode(0, 1920, 1080, 6000);
+  EXPECT_EQ(logged("=== EDIDSetByMode ===ll_input_set_edid failed! ret = 9"), 1U);
+  EXPECT_EQ(presented(0), std::nullopt);
+}
+
+class UnsupportedBetween : public InputBoards {
+ protected:
+  UnsupportedBetween() : InputBoards("input 0 = hdmi14\ninput 1 = sdi3g\ninput 2 = dvi\n") {}
+};
+
+TEST_F(UnsupportedBetween, EndsTheStartUpPass) {
+  storeModes({{1920, 1080, 6000}, {1920, 1080, 6000}, {1920, 1080, 6000}});
+  m_inputs.InputBoardInit();
+  EXPECT_EQ(presented(0), (VideoMode{1920, 1080, 6000}));
+  EXPECT_EQ(presented(2), std::nullopt);
+  EXPECT_EQ(logged("Nonsupport EDIDInit Source group 1"), 1U);
+}
+
+}  // namespace
