@@ -18,6 +18,12 @@ bool isReply(const std::string& line) {
          std::count(std::begin(kReports), std::end(kReports), line.substr(10, 6)) == 0;
 }
 
+std::string reportText(const kadctl::Message& message) {
+  char address[16];
+  std::snprintf(address, sizeof address, "0x%08x ", message.frame.m_uiRegisterUnitAddress);
+  return address + toHex(message.frame.m_data);
+}
+
 }  // namespace
 
 ByteVector operator+(const ByteVector& left, const ByteVector& right) {
@@ -44,12 +50,15 @@ std::ostream& operator<<(std::ostream& out, const Answer& answer) {
 
 std::vector<std::string> reports(kadctl::BusClient& listener, int quietMs) {
   std::vector<std::string> lines;
-  while (const auto message = listener.receive(quietMs)) {
-    char address[16];
-    std::snprintf(address, sizeof address, "0x%08x ", message->frame.m_uiRegisterUnitAddress);
-    lines.push_back(address + toHex(message->frame.m_data));
-  }
+  while (const auto message = listener.receive(quietMs)) lines.push_back(reportText(*message));
   return lines;
+}
+
+bool heard(kadctl::BusClient& listener, const std::string& report) {
+  return waitUntil([&] {
+    const auto message = listener.receive(1000);
+    return message && reportText(*message) == report;
+  });
 }
 
 void ScenarioTest::SetUp() {

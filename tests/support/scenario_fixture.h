@@ -30,6 +30,8 @@ std::ostream& operator<<(std::ostream& out, const Answer& answer);
 
 // A report: the register and its bytes in hexadecimal, "0x0200001f 01".
 std::vector<std::string> reports(kadctl::BusClient& listener, int quietMs);
+// Takes messages until that report comes; false when it does not within 10 s.
+bool heard(kadctl::BusClient& listener, const std::string& report);
 
 class ScenarioTest : public DaemonTest {
  protected:

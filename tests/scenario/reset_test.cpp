@@ -1,0 +1,169 @@
+// A factory reset from the command to the first start after its reboot: what it keeps, removes, tells, and refuses.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "proto/flashmap.h"
+#include "proto/sendparameter.h"
+#include "support/scenario_fixture.h"
+
+namespace testing_support {
+namespace {
+
+using namespace TIRK_MCUC;
+using kadctl::BusClient;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr uint32_t kResetCommand = 0x01000002;
+constexpr const char* kCardFiles = "root/data/tirk/etc/qxt/cabCfg/";
+constexpr const char* kSettings[] = {"root/usr/pmx100/bin/wpr/bin/Configure/system.ini",
+                                     "root/root/.config/Tirkon/Gromel.ini"};
+
+class ResetTest : public ScenarioTest {
+ protected:
+  bool there(const std::string& name) const { return std::filesystem::exists(m_directory.path() / name); }
+  // The factory image is being prepared: what comes now is dropped.
+  bool resetRuns() { return waitLogged("Error", ">>>>>>>>>>>>>>>>>>>>>>>>>reboot begin>>>>>>>>>>>>>>>"); }
+};
+
+struct ResetType {
+  uint8_t type;
+  uint8_t dhcp;    // afterwards; it was 1
+  bool keepsUser;  // scenes, device names, card files
+};
+
+class ResetTypeTest : public ResetTest, public ::testing::WithParamInterface<ResetType> {};
+
+TEST_P(ResetTypeTest, GoesThroughTheRebootToAWallOfOneCard) {
+  const ResetType reset = GetParam();
+  BusClient screenDaemon(board(), kTaskQxt);
+  monitor("cards 3 2 96 48");
+  ASSERT_TRUE(heard(screenDaemon, "0x02100006 60003000"));
+  setFlash(flash::kDhcpSwitch.address, {1});
+  setFlash(flash::kVideoScene.address, ByteVector(46080, 0xAA));
+  setFlash(flash::kWarmUp.address, {1, 2, 3, 4, 5});
+  setFlash(flash::kRvFiles.address, {6, 7, 8, 9, 10});
+  setFlash(flash::kBackup.address, {0x77});
+  setFlash(flash::kBrightness.address, {0x5B});
+  setFlash(flash::kScreenCounter.address, {41});
+  for (const char* name : {"AllCabCfgFileName", "RvCfgFile_0.rcfgx", "RvCfgFile_31.rcfgx", "RvCfgFile_32.rcfgx"}) {
+    m_directory.put(kCardFiles + std::string(name), "x");
+  }
+  for (const char* name : kSettings) m_directory.put(name, "x");
+  monitor("journal clear");
+
+  EXPECT_EQ(askWrite(kResetCommand, {reset.type}), (Answer{0, 0, {}}));
+  EXPECT_TRUE(heard(screenDaemon, "0x01000002 " + toHex(ByteVector{reset.type})));
+  ASSERT_TRUE(resetRuns());
+  EXPECT_FALSE(client().ask(BusClient::request(kCodeRead, 0x02300000, 1, {}, {}), 300)) << "dropped";
+  ASSERT_TRUE(waitLogged("Info", "============================= Finish return factory :1"));
+  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
+  EXPECT_GE(logged("Info", "....... Device Reset To Factory ing...... , return."), 1U);
+  EXPECT_EQ(monitorLine("card read recv 3 1 0x02000001 1"), "99") << "the cards are reset at once";
+  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x77}) << "the flash with the reboot";
+  std::vector<std::string> expected = {"sh sysconfig set factory_enable 1",
+                                       "sh sysconfig set returnfactory 1",
+                                       "sh sysconfig set firstboot 1",
+                                       "sh killall frelld",
+                                       "ipc s 0x010a3900",
+                                       "sh cp /data/tirk/etc/sysconf/pmxpara_factory",
+                                       "sh rm -r /usr/pmx100/bin/wpr",
+                                       "sh rm -r /root/.config/Tirkon",
+                                       "card r recv 3 0 0x02000017 4",
+                                       "sh sync",
+                                       "card w recv 255 65535 0x02000001 1 99",
+                                       "card w recv 255 65535 0x02000102 1 00",
+                                       "card w recv 255 65535 0x02000101 1 01",
+                                       "card w recv 255 65535 0x02000101 1 00",
+                                       "card w recv 255 65535 0x02000100 1 00",
+                                       "factory w 0x00c20000 8 6000000030000000",
+                                       "factory w 0x00d17000 1 2a",
+                                       "factory w 0x00c20008 8 6000000030000000",
+                                       "factory w 0x00c20030 4 00010101",
+                                       "factory w 0x00b99016 3 010101",
+                                       "factory w 0x00b8b000 4096 00",
+                                       "factory w 0x0000201a 1 0"};
+  if (reset.type == 1) {
+    expected.insert(expected.begin() + 5, {"env set gatewayip 192.168.0.1", "env set ipaddr 192.168.0.10", "net mode 0",
+                                           "net ip 192.168.0.10 255.255.255.0 192.168.0.1"});
+  }
+  if (reset.keepsUser) {
+    for (const char* line :
+         {"factory w 0x00003000 46080 aa", "factory w 0x00d14000 4 01020304", "factory w 0x00e00000 4 06070809"}) {
+      expected.push_back(line);
+    }
+  }
+  for (const char* line :
+       {"sh sysconfig set boot_screen 0", "sh sync", "fpga w 0x000001de 1 00", "sh fpga w s 0x1eb 0x0"}) {
+    expected.push_back(line);
+  }
+  const auto done = effects();
+  ASSERT_EQ(done.size(), expected.size());
+  for (size_t i = 0; i < done.size(); ++i) EXPECT_THAT(done[i], StartsWith(expected[i])) << i;
+
+  waitReboot();
+  ready();
+  EXPECT_EQ(monitorLine("env get firstboot"), "0");
+  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0}) << "the factory image";
+  EXPECT_EQ(flash(flash::kDhcpSwitch.address, 1), ByteVector{reset.dhcp});
+  EXPECT_EQ(flash(flash::kBrightness.address, 1), ByteVector{0});
+  EXPECT_EQ(flash(flash::kVideoScene.address + 46079, 1), ByteVector{static_cast<uint8_t>(reset.keepsUser ? 0xAA : 0)});
+  EXPECT_EQ(flash(flash::kWarmUp.address, 5), reset.keepsUser ? (ByteVector{1, 2, 3, 4, 0}) : ByteVector(5, 0));
+  EXPECT_EQ(flash(flash::kRvFiles.address, 5), reset.keepsUser ? (ByteVector{6, 7, 8, 9, 0xFF}) : ByteVector(5, 0xFF));
+  EXPECT_EQ(there(kCardFiles + std::string("AllCabCfgFileName")), reset.keepsUser);
+  EXPECT_EQ(there(kCardFiles + std::string("RvCfgFile_0.rcfgx")), reset.keepsUser);
+  EXPECT_EQ(there(kCardFiles + std::string("RvCfgFile_31.rcfgx")), reset.keepsUser);
+  EXPECT_TRUE(there(kCardFiles + std::string("RvCfgFile_32.rcfgx"))) << "none of the numbered ones";
+  for (const char* name : kSettings) EXPECT_FALSE(there(name)) << name;
+  EXPECT_EQ(fpga(sendpara::kScreenWidthEven, 4), word(96) + word(48));
+  EXPECT_EQ(flash(flash::kScreenRecord.address, 15), fromHex("01550000000060003000010100") + word(1));
+  EXPECT_EQ(askRead(22, 8).data, fromHex("13030d00ffffffff")) << "the device is still who it was";
+  EXPECT_TRUE(heard(screenDaemon, "0x14000000 02"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, ResetTypeTest,
+                         ::testing::Values(ResetType{0, 1, false}, ResetType{1, 0, false}, ResetType{2, 1, true}),
+                         [](const auto& parameter) { return "Type" + std::to_string(parameter.param.type); });
+
+TEST_F(ResetTest, AnUnknownTypeIsRefusedBeforeAnything) {
+  for (const uint8_t type : ByteVector{3, 0xFF}) {
+    EXPECT_EQ(askWrite(kResetCommand, {type}), (Answer{4, 4, {}}));
+  }
+  EXPECT_EQ(askRead(kResetCommand, 1), (Answer{0, 0, {}}));
+  settle(300);
+  EXPECT_THAT(effects(), IsEmpty());
+}
+
+TEST_F(ResetTest, AReloadDoesNotCallItOff) {
+  EXPECT_EQ(askWrite(kResetCommand, {0}).ack, 0);
+  settle(60);
+  const size_t restores = logged("Info", "Begin Restore FPGA");
+  EXPECT_EQ(askWrite(0x01000004, {1}).ack, 0) << "accepted, and dropped by the worker";
+  EXPECT_EQ(askWrite(0x02300000, {0x42}).ack, 0) << "other writes are applied until the reset begins";
+  ASSERT_TRUE(resetRuns());
+  EXPECT_EQ(logged("Info", "Begin Restore FPGA"), restores);
+  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x42});
+  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
+}
+
+TEST_F(ResetTest, AKillBeforeTheRebootLeavesTheDeviceAsItWas) {
+  setFlash(flash::kBackup.address, {0x77});
+  EXPECT_EQ(askWrite(kResetCommand, {0}).ack, 0);
+  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
+  restart();
+  ready();
+  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x77});
+  EXPECT_EQ(monitorLine("env get firstboot"), "0") << "a first start, of the flash that is there";
+}
+
+}  // namespace
+}  // namespace testing_support
