@@ -1,0 +1,105 @@
+// The bus self-test: it runs while its switch is on, finds what differs, and leaves the memories as they were.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "proto/flashmap.h"
+#include "proto/fpgamap.h"
+#include "support/scenario_fixture.h"
+
+namespace testing_support {
+namespace {
+
+using namespace TIRK_MCUC;
+
+constexpr uint32_t kSwitch = 0x020001EF;
+constexpr uint32_t kPositionSpace = 0x03000000;
+constexpr uint32_t kNumberSpace = 0x03100000;
+
+class SelfTestTest : public ScenarioTest {
+ protected:
+  void SetUp() override {
+    ScenarioTest::SetUp();
+    monitor("journal off");  // it would hold every transfer of the test
+    m_positions = ByteVector(2048);
+    for (size_t i = 0; i < m_positions.size(); ++i) m_positions[i] = static_cast<uint8_t>(i * 3);
+    m_numbers = ByteVector(768);
+    for (size_t i = 0; i < m_numbers.size(); ++i) m_numbers[i] = static_cast<uint8_t>(i * 7);
+    EXPECT_EQ(askWrite(kPositionSpace, m_positions).ack, 0);
+    EXPECT_EQ(askWrite(kNumberSpace, m_numbers).ack, 0);
+    settle(60);
+  }
+  void run() {
+    EXPECT_EQ(askWrite(kSwitch, {1}), (Answer{0, 0, {}}));
+    ASSERT_TRUE(waitLogged("Info", "Read_Write FPGA 00: End  01: Start   Now:1"));
+    ASSERT_TRUE(waitUntil([this] {
+      const auto there = fpga(fpga::kPosition.address, 16);
+      return there == ByteVector(16, 0xAA) || there == ByteVector(16, 0x55);
+    }));
+  }
+  bool end() {
+    EXPECT_EQ(askWrite(kSwitch, {0}), (Answer{0, 0, {}}));
+    return waitUntil([this] {
+      return fpga(fpga::kPosition.address, m_positions.size()) == m_positions &&
+             fpga(0x500000, 128) == ByteVector(m_numbers.begin(), m_numbers.begin() + 128) &&
+             fpga(0x503000, 128) == ByteVector(m_numbers.begin() + 640, m_numbers.end());
+    });
+  }
+  ByteVector m_positions;
+  ByteVector m_numbers;
+};
+
+TEST_F(SelfTestTest, ReadersSeeTheTablesWhileItRunsAndAfter) {
+  run();
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(askRead(kPositionSpace, 2048).data, m_positions);
+    ASSERT_EQ(askRead(kNumberSpace, 768).data, m_numbers);
+  }
+  EXPECT_TRUE(end());
+  EXPECT_EQ(askRead(kPositionSpace, 2048).data, m_positions);
+  EXPECT_EQ(logged("Error", "Data error"), 0U);
+  EXPECT_EQ(flash(flash::kFeature.address + 0x1EF, 1), ByteVector{0}) << "the switch is not stored";
+}
+
+TEST_F(SelfTestTest, AWriteDuringItComesOutInTheEnd) {
+  run();
+  m_positions[0] = 0x11;
+  m_numbers[0] = 0x22;
+  EXPECT_EQ(askWrite(kPositionSpace, {0x11}).ack, 0);
+  EXPECT_EQ(askWrite(kNumberSpace, {0x22}).ack, 0);
+  ASSERT_TRUE(waitUntil([this] {
+    return askRead(kPositionSpace, 1).data == ByteVector{0x11} && askRead(kNumberSpace, 1).data == ByteVector{0x22};
+  }));
+  EXPECT_TRUE(end());
+}
+
+TEST_F(SelfTestTest, FaultsOfTheBusAreTold) {
+  monitor("fail fpga-write 100000");
+  EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
+  EXPECT_TRUE(waitLogged("Error", "=== WriteToPosNetPort ===Write FPGA Position 16 Word Info failed! ret = -1"));
+  EXPECT_TRUE(waitLogged("Error", "=== WriteFromNumberFunCardPort ===Write FPGA NumberFunCardPort 256"));
+  monitor("fail fpga-write 0");
+  EXPECT_TRUE(end());
+}
+
+TEST_F(SelfTestTest, ADifferenceIsTold) {
+  EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
+  // Somebody else writes to the memory while the test has its pattern there.
+  EXPECT_TRUE(waitUntil([this] {
+    setFpga(fpga::kPosition.address + 5, {0x12});
+    return logged("Error", "Read_Write FPGA 0x03000000 ") > 0;
+  }));
+  const std::string text = log();
+  const size_t at = text.find("Read_Write FPGA 0x03000000 ");
+  ASSERT_NE(at, std::string::npos);
+  const std::string line = text.substr(at, text.find('\n', at) - at);
+  EXPECT_NE(line.find(" Word , Data error  reg = 5 sendData "), std::string::npos) << line;
+  EXPECT_NE(line.find(" recvData 18"), std::string::npos) << line;
+  EXPECT_TRUE(end());
+}
+
+}  // namespace
+}  // namespace testing_support
