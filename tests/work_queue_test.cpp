@@ -148,6 +148,45 @@ TEST_F(WorkQueue, AHandlerMayQueueAndSeesItAppliedAfterItself) {
   EXPECT_THAT(applied(3), ElementsAre(1, 2, 10));
 }
 
+TEST_F(WorkQueue, WithoutRoomTheIntakeWaitsAndAHandlerDoesNot) {
+  constexpr int kLast = 1'000'000;
+  std::promise<void> entered;
+  std::promise<void> gate;
+  onItem = [&](MCUProcessDataBlock* block) {
+    if (block->m_key == 1) {
+      entered.set_value();
+      gate.get_future().wait();
+      add(kLast);
+    }
+    if (block->m_key == 1 || block->m_key == kLast) record(block->m_key);
+  };
+  start();
+  add(1);
+  entered.get_future().wait();
+  m_worker->waitForRoom();  // there is
+  std::vector<uint8_t> payload(MCUProcessDataBlock::kCapacity);
+  const size_t most = McuProcessThread::kMostBytes / payload.size() + 1;
+  for (size_t i = 0; i < most; ++i) {
+    auto block = item(2);
+    ASSERT_TRUE(block->setData(payload.data(), static_cast<int>(payload.size())));
+    m_worker->addMessageToList(std::move(block));
+  }
+  EXPECT_EQ(m_worker->pending(), most + 1);
+  auto intake = std::async(std::launch::async, [worker = m_worker] { worker->waitForRoom(); });
+  EXPECT_EQ(intake.wait_for(50ms), std::future_status::timeout);
+  gate.set_value();
+  EXPECT_EQ(intake.wait_for(10s), std::future_status::ready);
+  EXPECT_THAT(applied(2), ElementsAre(1, kLast));
+}
+
+TEST_F(WorkQueue, WhoWaitsForRoomIsLetGoWhenTheWorkerEnds) {
+  for (size_t i = 0; i < McuProcessThread::kMostItems; ++i) add(2);  // no worker yet
+  auto intake = std::async(std::launch::async, [worker = m_worker] { worker->waitForRoom(); });
+  EXPECT_EQ(intake.wait_for(50ms), std::future_status::timeout);
+  m_worker->Release();
+  EXPECT_EQ(intake.wait_for(10s), std::future_status::ready);
+}
+
 TEST_F(WorkQueue, EndsAfterTheItemItIsAtAndFreesTheRest) {
   std::promise<void> entered;
   std::promise<void> gate;

@@ -84,6 +84,9 @@ std::optional<apipc_msg_t*> McuIMDThread::takeMessage() {
 unsigned McuIMDThread::ipc_event_deal_th() {
   TRACE_INFO("Apipc ipc_event_deal_th begin...");
   while (const auto message = takeMessage()) {
+    // A write is acknowledged before it is applied. Peers that write faster than that wait here in the end, outside
+    // every lock that the worker takes: the queue of messages fills, then their sockets.
+    StubUtil::getInstance()->waitForWorkRoom();
     if (const unsigned result = dealMessage(*message); result != 0) return result;
   }
   return 0;

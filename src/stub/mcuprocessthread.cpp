@@ -1,7 +1,6 @@
 #include "stub/mcuprocessthread.h"
 
 #include <cassert>
-#include <iterator>
 #include <utility>
 
 #include "mcuctrace.h"
@@ -10,8 +9,15 @@
 
 namespace TIRK_MCUC {
 
-McuProcessThread::McuProcessThread(std::vector<std::unique_ptr<MCUProcessDataBlock>> held)
-    : m_messageList(std::make_move_iterator(held.begin()), std::make_move_iterator(held.end())) {}
+namespace {
+size_t cost(const MCUProcessDataBlock& block) {
+  return sizeof block + block.m_data.size();
+}
+}  // namespace
+
+McuProcessThread::McuProcessThread(std::vector<std::unique_ptr<MCUProcessDataBlock>> held) {
+  for (auto& block : held) push(std::move(block));
+}
 
 McuProcessThread::~McuProcessThread() {
   UnInit();
@@ -37,6 +43,7 @@ int McuProcessThread::Release() {
     m_bExitMcuProcessThread = true;
   }
   m_workArrived.notifyOne();
+  m_roomArrived.notifyOne();
   return 0;
 }
 
@@ -50,10 +57,25 @@ void McuProcessThread::addMessageToList(std::unique_ptr<MCUProcessDataBlock> blo
   {
     const CMutexGuardT guard(m_processLstMenux);
     TRACE_INFO(" <<<<<<<<<<<< Add apipc data list Lock   >>>>>>>>>>>>");
-    m_messageList.push_back(std::move(block));
+    push(std::move(block));
     TRACE_INFO(" <<<<<<<<<<<< Add apipc data list UnLock   >>>>>>>>>>>>");
   }
   m_workArrived.notifyOne();
+}
+
+void McuProcessThread::push(std::unique_ptr<MCUProcessDataBlock> block) {
+  m_queuedBytes += cost(*block);
+  m_messageList.push_back(std::move(block));
+}
+
+void McuProcessThread::waitForRoom() {
+  const CMutexGuardT guard(m_processLstMenux);
+  while (full() && !m_bExitMcuProcessThread) m_roomArrived.wait(m_processLstMenux);
+}
+
+size_t McuProcessThread::pending() {
+  const CMutexGuardT guard(m_processLstMenux);
+  return m_messageList.size() + (m_applying ? 1 : 0);
 }
 
 void* McuProcessThread::ThreadProc(void* argument) {
@@ -71,10 +93,15 @@ void McuProcessThread::doProcess() {
 
 std::unique_ptr<MCUProcessDataBlock> McuProcessThread::waitForFront() {
   const CMutexGuardT guard(m_processLstMenux);
+  m_applying = false;
   while (m_messageList.empty() && !m_bExitMcuProcessThread) m_workArrived.wait(m_processLstMenux);
   if (m_bExitMcuProcessThread) return nullptr;
   auto block = std::move(m_messageList.front());
   m_messageList.pop_front();
+  const bool wasFull = full();
+  m_queuedBytes -= cost(*block);
+  m_applying = true;
+  if (wasFull && !full()) m_roomArrived.notifyOne();
   return block;
 }
 

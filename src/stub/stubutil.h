@@ -43,13 +43,17 @@ class StubUtil {
   // Queues a work item. Before the worker exists it is held and applied, in order, when it does. False: the worker
   // could not be created; the item is dropped and the request must be refused (4, 4).
   bool addMessageToList(std::unique_ptr<MCUProcessDataBlock> block);
+  // Returns when the work queue has room, or when there is no worker. Receive thread, before it takes a request.
+  void waitForWorkRoom();
+  size_t pendingWork();  // items that are queued, held or being applied
 
  private:
   template <class T>
   friend class NoDestroy;
   StubUtil() = default;
-  void refuseWrites();                       // there will be no worker
-  std::shared_ptr<McuIMDThread> peerLink();  // null before creatIMDComm
+  void refuseWrites();                         // there will be no worker
+  std::shared_ptr<McuIMDThread> peerLink();    // null before creatIMDComm
+  std::shared_ptr<McuProcessThread> worker();  // null before creatProcess
 
   CMutexThread m_stubMenux;
   CMutexThread m_wiringMutex;  // guards the three pointers, m_held and m_workerFailed; a leaf but for the trace

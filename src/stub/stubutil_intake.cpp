@@ -75,6 +75,11 @@ std::shared_ptr<McuIMDThread> StubUtil::peerLink() {
   return m_McuIMDThreadPtr;
 }
 
+std::shared_ptr<McuProcessThread> StubUtil::worker() {
+  const CMutexGuardT guard(m_wiringMutex);
+  return m_McuProcessThreadPtr;
+}
+
 unsigned StubUtil::SendMsg(IMD_proto3rd record) {
   const auto link = peerLink();
   if (link == nullptr) {
@@ -96,6 +101,17 @@ bool StubUtil::addMessageToList(std::unique_ptr<MCUProcessDataBlock> block) {
   }
   if (worker != nullptr) worker->addMessageToList(std::move(block));
   return true;
+}
+
+void StubUtil::waitForWorkRoom() {
+  if (const auto thread = worker()) thread->waitForRoom();
+}
+
+size_t StubUtil::pendingWork() {
+  const auto thread = worker();
+  if (thread != nullptr) return thread->pending();
+  const CMutexGuardT guard(m_wiringMutex);
+  return m_held.size();
 }
 
 }  // namespace TIRK_MCUC
