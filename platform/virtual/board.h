@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -76,6 +77,9 @@ class Flash {
   int read(uint32_t address, MutableBytes out) const;
   int write(uint32_t address, Bytes data);
   int writeFactoryTmp(uint32_t address, Bytes data);  // -1 when there is no temporary image
+
+  // For tests, which set it before the daemon writes: told of each write of the daemon just before it is made.
+  std::function<void(uint32_t address, Bytes data)> programming;
 
   int fd = -1;
 

@@ -65,7 +65,9 @@ int ReadDataFromFlashx(uint32_t addr, uint32_t length, uint8_t* data) {
 int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
   if (data == nullptr) return -1;
   return recordedWrite("flash", Op::FlashWrite, addr, {data, length}, [&] {
-    return g_flashReady ? board().flash.write(addr, {data, length}) : -1;
+    if (!g_flashReady) return -1;
+    if (board().flash.programming) board().flash.programming(addr, {data, length});
+    return board().flash.write(addr, {data, length});
   });
 }
 

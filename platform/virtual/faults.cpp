@@ -16,9 +16,9 @@ std::optional<Op> opFromName(std::string_view name) {
   return std::nullopt;
 }
 
-void Faults::set(Op op, unsigned long count, int code) {
+void Faults::set(Op op, unsigned long count, int code, unsigned long skip) {
   const std::lock_guard guard(m_mutex);
-  m_pending[static_cast<size_t>(op)] = {count, code};
+  m_pending[static_cast<size_t>(op)] = {count, skip, code};
   m_armed = false;
   for (const Pending& pending : m_pending) m_armed = m_armed || pending.count != 0;
 }
@@ -28,8 +28,17 @@ int Faults::next(Op op) {
   const std::lock_guard guard(m_mutex);
   Pending& pending = m_pending[static_cast<size_t>(op)];
   if (pending.count == 0) return 0;
+  if (pending.skip != 0) {
+    --pending.skip;
+    return 0;
+  }
   --pending.count;
   return pending.code;
+}
+
+unsigned long Faults::left(Op op) {
+  const std::lock_guard guard(m_mutex);
+  return m_pending[static_cast<size_t>(op)].count;
 }
 
 }  // namespace vboard

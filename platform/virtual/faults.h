@@ -1,4 +1,5 @@
-// Fault injection: the next COUNT calls of an operation fail with a code. Any thread.
+// Fault injection: COUNT calls of an operation fail with a code, the next ones or those that follow `skip` good calls.
+// Any thread.
 #pragma once
 
 #include <array>
@@ -32,12 +33,14 @@ std::optional<Op> opFromName(std::string_view name);  // "fpga-read", ...
 
 class Faults {
  public:
-  void set(Op op, unsigned long count, int code);  // count 0 clears
-  int next(Op op);                                 // one call of the daemon: 0, or the code with which it must fail
+  void set(Op op, unsigned long count, int code, unsigned long skip = 0);  // count 0 clears
+  int next(Op op);            // one call of the daemon: 0, or the code with which it must fail
+  unsigned long left(Op op);  // calls that have still to fail
 
  private:
   struct Pending {
     unsigned long count = 0;
+    unsigned long skip = 0;
     int code = -1;
   };
   std::atomic<bool> m_armed{false};  // some count may not be 0

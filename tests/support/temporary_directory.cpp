@@ -29,8 +29,12 @@ void TemporaryDirectory::put(const std::string& name, const std::string& text) c
 }
 
 std::string TemporaryDirectory::get(const std::string& name) const {
-  std::ifstream file(m_path / name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ifstream file(m_path / name, std::ios::binary | std::ios::ate);
+  if (!file) return "";
+  std::string text(static_cast<size_t>(file.tellg()), '\0');
+  file.seekg(0);
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  return text;
 }
 
 std::string logText(const fs::path& boardDirectory) {
