@@ -1,0 +1,526 @@
+// Brightness that follows the light, and what the serial controller's silence does: the sensors' protocol, readings and
+// samples, faults and the fallback, both watchdogs.
+#include <gmock/gmock.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "driverutil.h"
+#include "support/brightness_fixture.h"
+#include "virtual/cards.h"
+#include "virtual/lights.h"
+
+namespace {
+
+using namespace TIRK_MCUC;
+using namespace testing_support;
+using ::testing::ElementsAre;
+using ::testing::Gt;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class BrightnessSensors : public BrightnessTest {
+ protected:
+  // A multi-function card's sensor behind a linked port; `raw` is half the lux.
+  void light(unsigned port, uint16_t card, uint8_t sensor, std::optional<uint16_t> raw) {
+    fitCards(port, 64, 64);
+    vboard::board().cards->setSensor(port, card, sensor, raw);
+  }
+  static void boardLight(std::optional<uint16_t> raw) { vboard::board().lights->setBoard(raw); }
+  // The lux, -1 when the sensor gives none.
+  static int lux(uint8_t kind, uint8_t port, uint16_t card, uint8_t sensor) {
+    uint16_t out = 0;
+    return BrightnessControl::ReadEnvironmentLux(kind, port, card, sensor, &out) == 1 ? out : -1;
+  }
+  static std::vector<std::string> cardLines() {
+    std::vector<std::string> out;
+    for (const std::string& line : journalLines()) {
+      if (line.starts_with("card ")) out.push_back(line);
+    }
+    return out;
+  }
+};
+
+// --- One sensor.
+
+TEST_F(BrightnessSensors, ACardIsAskedAndItsAnswerDoubled) {
+  light(3, 0x0102, 5, 0x012C);
+  EXPECT_EQ(lux(0, 3, 0x0102, 5), 600);
+  EXPECT_THAT(cardLines(), ElementsAre("card w multi 3 258 0x06000000 11 0500000055aa010280ff81",
+                                       "card r multi 3 258 0x06000000 5"));
+  light(3, 0x0102, 5, 0x7FFF);
+  EXPECT_EQ(lux(0, 3, 0x0102, 5), 65534);
+  light(3, 0x0102, 5, 0);
+  EXPECT_EQ(lux(0, 3, 0x0102, 5), 0);
+}
+
+TEST_F(BrightnessSensors, WhatIsNoAnswerIsNoReading) {
+  light(3, 0, 5, 100);
+  EXPECT_EQ(lux(0, 3, 0, 4), -1);  // the card has no such sensor
+  EXPECT_EQ(logged("=== Read Sensor card para error, return ===="), 1U);
+  EXPECT_EQ(lux(0, 4, 0, 5), -1);  // no link
+  fail(vboard::Op::CardRead, 1);
+  EXPECT_EQ(lux(0, 3, 0, 5), -1);
+  EXPECT_EQ(logged("=== Read Sensor card failed, return ===="), 2U);
+}
+
+TEST_F(BrightnessSensors, AddressesOutOfRangeAreNeverQueried) {
+  light(9, 0, 5, 100);
+  light(10, 0, 0, 100);
+  boardLight(0x8064);
+  EXPECT_EQ(lux(0, 9, 0, 5), 200);
+  clearJournal();
+  EXPECT_EQ(lux(0, 10, 0, 0), -1);
+  EXPECT_EQ(lux(0, 9, 0, 6), -1);
+  EXPECT_EQ(lux(1, 10, 0, 0), -1);  // the ranges hold for the board's sensor too
+  EXPECT_EQ(lux(1, 0, 0, 6), -1);
+  EXPECT_EQ(lux(2, 0, 0, 0), -1);
+  EXPECT_EQ(lux(255, 9, 0, 5), -1);
+  EXPECT_THAT(cardLines(), IsEmpty());
+}
+
+TEST_F(BrightnessSensors, TheBoardsSensorSaysWhetherItsValueIsValid) {
+  EXPECT_EQ(lux(1, 0, 0, 0), -1);  // it fails
+  boardLight(0x8064);
+  EXPECT_EQ(lux(1, 0, 0, 0), 200);
+  boardLight(0x0064);
+  EXPECT_EQ(lux(1, 0, 0, 0), -1);
+  boardLight(0x8000);
+  EXPECT_EQ(lux(1, 9, 77, 5), 0);
+  boardLight(0xFFFF);
+  EXPECT_EQ(lux(1, 0, 0, 0), 65534);
+  fail(vboard::Op::Light, 1);
+  EXPECT_EQ(lux(1, 0, 0, 0), -1);
+}
+
+// --- Sensor mode.
+
+struct SensorTable {
+  std::vector<MixedBlock::Sensor> sensors;
+  uint16_t maxLux = 1000, minLux = 0;
+  uint8_t maxBri = 220, minBri = 20, steps = 10;
+
+  ByteVector bytes() const {
+    ByteVector out(512);
+    out[0] = kModeSensor;
+    out[1] = static_cast<uint8_t>(sensors.size());
+    const int parameters[] = {maxLux & 0xFF, maxLux >> 8, minLux & 0xFF, minLux >> 8, maxBri, minBri, steps};
+    for (size_t i = 0; i < std::size(parameters); ++i) out[5 + i] = static_cast<uint8_t>(parameters[i]);
+    for (size_t i = 0; i < sensors.size(); ++i) {
+      const MixedBlock::Sensor& s = sensors[i];
+      const int record[] = {s.type, s.port, s.board & 0xFF, s.board >> 8, s.address};
+      for (size_t j = 0; j < std::size(record) && 32 + 16 * i + j < out.size(); ++j) {
+        out[32 + 16 * i + j] = static_cast<uint8_t>(record[j]);
+      }
+    }
+    return out;
+  }
+};
+
+constexpr MixedBlock::Sensor kBoardSensor{1, 0, 0, 0};
+constexpr double kReading = 19.8;  // seconds: 99 polls
+
+class SensorMode : public BrightnessSensors {};
+
+TEST_F(SensorMode, SixReadingsMakeABrightness) {
+  configure(SensorTable{{kBoardSensor}}.bytes(), 512);
+  boardLight(0x8000 + 277);  // 554 lux
+  run(5 * kReading + 5);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(kReading);
+  EXPECT_THAT(sent(), ElementsAre("all 120"));
+  EXPECT_EQ(control().LastGlobalBri, 120);
+  run(6 * kReading);
+  EXPECT_THAT(sent(), ElementsAre("all 120"));
+}
+
+TEST_F(SensorMode, TheExtremesAmongTheReadingsDoNotCount) {
+  configure(SensorTable{{kBoardSensor}}.bytes(), 512);
+  run(10);
+  for (const int value : {100, 900, 200, 300, 400, 500}) {
+    boardLight(static_cast<uint16_t>(0x8000 + value / 2));
+    run(kReading);
+  }
+  EXPECT_THAT(sent(), ElementsAre("all 80"));  // 350 lux: step 3
+}
+
+TEST_F(SensorMode, AReadingIsTheTrimmedMeanOfItsSensors) {
+  light(0, 0, 0, 50);
+  light(1, 7, 2, 150);
+  light(2, 1, 1, 400);
+  SensorTable table{{{0, 0, 0, 0}, {0, 1, 7, 2}, {0, 2, 1, 1}, {0, 2, 1, 5}, {9, 0, 0, 0}}};
+  configure(table.bytes(), 512);
+  run(6 * kReading + 5);
+  EXPECT_THAT(sent(), ElementsAre("all 80"));  // of 100, 300 and 800: 300; two sensors give nothing
+}
+
+TEST_F(SensorMode, FailedReadingsLeaveTheSamplesAsTheyAre) {
+  configure(SensorTable{{kBoardSensor}}.bytes(), 512);
+  boardLight(0x8000 + 277);
+  run(3 * kReading + 5);
+  boardLight(std::nullopt);
+  run(5 * kReading);
+  EXPECT_EQ(logged("GetAverageLuxOneTime Fail"), 5U);
+  boardLight(0x8000 + 277);
+  run(2 * kReading);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(kReading);
+  EXPECT_THAT(sent(), ElementsAre("all 120"));
+}
+
+TEST_F(SensorMode, UnusableParametersGiveNoBrightness) {
+  boardLight(0x8000 + 277);
+  SensorTable table{std::vector<MixedBlock::Sensor>(8, kBoardSensor)};
+  for (const uint8_t steps : {uint8_t{0}, uint8_t{33}}) {
+    table.steps = steps;
+    configure(table.bytes(), 512);
+    run(6 * kReading + 5);
+    EXPECT_THAT(sent(), IsEmpty());
+  }
+  table.steps = 32;
+  configure(table.bytes(), 512);
+  run(6 * kReading + 5);
+  EXPECT_THAT(sent(), SizeIs(1));
+  table.sensors.push_back(kBoardSensor);
+  configure(table.bytes(), 512);
+  EXPECT_EQ(logged("=== Brightness ===more than 8 sensors, none is read"), 1U);
+  run(6 * kReading + 5);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(SensorMode, AStoredTableIsFollowedFromTheFirstPollOn) {
+  setFlash(kRegion, SensorTable{{kBoardSensor}}.bytes());
+  boardLight(0x8000 + 600);
+  run(6 * kReading + 5);
+  EXPECT_THAT(sent(), ElementsAre("all 220"));
+}
+
+TEST_F(SensorMode, ANewTableBeginsItsSamplesAnew) {
+  configure(SensorTable{{kBoardSensor}}.bytes(), 512);
+  boardLight(0x8000);
+  run(5 * kReading + 5);
+  configure(SensorTable{{kBoardSensor}}.bytes(), 512);
+  boardLight(0x8000 + 600);
+  run(5 * kReading);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(kReading);
+  EXPECT_THAT(sent(), ElementsAre("all 220"));
+}
+
+// --- Sensor-driven nodes of the mixed mode.
+
+class MixedSensors : public BrightnessSensors {
+ protected:
+  MixedSensors() {
+    block.nodes = {{0x06, 0x00, 0, true}, {0x18, 0x00, 20}};
+    block.sensors = {kBoardSensor};
+    block.luxMap = {{100, 10}, {1100, 60}};
+    boardLight(0x8000 + 300);  // 600 lux: 35 percent, 89
+  }
+  MixedBlock block;
+};
+
+TEST_F(MixedSensors, EachSampleMayBeAResult) {
+  configure(block);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(3);
+  EXPECT_THAT(sent(), ElementsAre("all 89", "all 89", "all 89"));
+  boardLight(0x8000);
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 25"));
+}
+
+TEST_F(MixedSensors, IntervalAndSamplesAreTheBlocks) {
+  block.interval = 5;
+  block.samples = 4;
+  configure(block);
+  run(19);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(2);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+  run(20);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+  block.samples = 200;  // counts 16
+  block.interval = 1;
+  configure(block);
+  run(15);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+  block.samples = 0;  // counts 1
+  block.interval = 0;
+  configure(block);
+  run(2);
+  EXPECT_THAT(sent(), SizeIs(2));
+}
+
+TEST_F(MixedSensors, TheFirstResultIsSetAtOnceAndTheNextGradually) {
+  block.gradual = true;
+  configure(block);
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+  boardLight(0x8000 + 310);  // 620 lux: 36 percent, 91
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 90", "all 91"));
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 91"));
+}
+
+TEST_F(MixedSensors, AFixedNodesEndIsChangedGraduallyToo) {
+  block.gradual = true;
+  block.nodes = {{0x06, 0x00, 34}, {0x12, 0x01, 0, true}};
+  configure(block);
+  runUntil("12:00:59");
+  EXPECT_THAT(sent(), ElementsAre("all 86"));
+  runUntil("12:01:03");
+  const auto values = sent();
+  ASSERT_THAT(values, SizeIs(Gt(2U)));
+  EXPECT_THAT(std::vector<std::string>(values.begin(), values.begin() + 3), ElementsAre("all 87", "all 88", "all 89"));
+}
+
+TEST_F(MixedSensors, AFixedNodeEndsTheReadings) {
+  block.nodes = {{0x06, 0x00, 0, true}, {0x12, 0x01, 20}};
+  configure(block);
+  runUntil("12:01:04");
+  EXPECT_EQ(sent().back(), "all 51");
+  boardLight(0x8000);
+  run(60);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(MixedSensors, TheThirdFaultBringsTheFallback) {
+  block.fallback = true;
+  block.fallbackPercent = 80;
+  boardLight(std::nullopt);
+  configure(block);
+  run(2);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 204"));
+  run(6);  // and every third from then on
+  EXPECT_THAT(sent(), ElementsAre("all 204", "all 204"));
+  run(2);
+  boardLight(0x8000 + 300);  // one good reading, and the faults count from 0
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+  boardLight(std::nullopt);
+  run(2);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1.2);
+  EXPECT_THAT(sent(), ElementsAre("all 204"));
+}
+
+TEST_F(MixedSensors, WithoutAFallbackFaultsChangeNothing) {
+  boardLight(std::nullopt);
+  block.fallbackPercent = 80;
+  configure(block);
+  run(30);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(MixedSensors, AFaultTakesItsSampleAndTheRestMakeTheMean) {
+  block.samples = 6;
+  configure(block);
+  run(2);
+  boardLight(std::nullopt);
+  run(1);
+  boardLight(0x8000 + 300);
+  run(2);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+}
+
+TEST_F(MixedSensors, AFaultOnTheLastSampleBeginsAnew) {
+  block.samples = 3;
+  configure(block);
+  boardLight(0x8000);
+  run(2);
+  boardLight(std::nullopt);
+  run(1);
+  boardLight(0x8000 + 300);
+  run(2);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+}
+
+TEST_F(MixedSensors, UnusableListsGiveNoBrightness) {
+  MixedBlock noMap = block;
+  noMap.luxMap.clear();
+  MixedBlock longMap = block;
+  longMap.luxMap.resize(33, {100, 50});
+  MixedBlock noSensors = block;
+  noSensors.sensors.clear();
+  MixedBlock manySensors = block;
+  manySensors.sensors.resize(9, kBoardSensor);
+  for (const MixedBlock* const unusable : {&noMap, &longMap, &noSensors, &manySensors}) {
+    configure(*unusable);
+    run(10);
+    EXPECT_THAT(sent(), IsEmpty());
+  }
+  MixedBlock most = block;
+  most.luxMap.resize(32, {1200, 60});
+  most.sensors.resize(8, kBoardSensor);
+  configure(most);
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 89"));
+}
+
+TEST_F(MixedSensors, ANodeThatIsNotActiveTodayLeavesNoSensorRunning) {
+  configure(block);
+  run(1);
+  sent();
+  block.nodes[0].weekdays = 0;
+  configure(block);
+  run(10);
+  EXPECT_THAT(sent(), IsEmpty());
+  block.nodes[0].weekdays = 0x7F;
+  configure(block);
+  run(1);
+  EXPECT_THAT(sent(), SizeIs(1));
+  setClock("2026-03-04 17:59:30");
+  write(12, bytes({0}));
+  setClock("2026-03-04 19:00:00");
+  const size_t weekdaysOfTheSecond = 512 + 1 + 8 + 1 + 16 + 4;
+  write(weekdaysOfTheSecond, bytes({0}));
+  write(12, bytes({1}));
+  run(10);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+// --- The serial controller.
+
+class SerialWatchdog : public BrightnessSensors {
+ protected:
+  SerialWatchdog() {
+    block.nodes = {{0x06, 0x00, 20}, {0x18, 0x00, 40}};
+    store.SendParameterReg.setByte(sendpara::kSerialTimeout, 10);
+    setFlash(kRegion, ByteVector(4096));
+    poll();
+    EXPECT_EQ(control().UartDiscOvertime, 10);
+  }
+  void configureAs(BrightnessMode mode) {
+    block.mode = mode;
+    configure(block);
+    EXPECT_THAT(sent(), IsEmpty());
+  }
+  void activity() { control().DevComLinkState = 1; }
+  // Seconds as the poll counts them.
+  static void seconds(int count) {
+    for (int i = 0; i < count; ++i) control().pollSecond();
+  }
+  MixedBlock block;
+};
+
+TEST_F(SerialWatchdog, SilenceBlackensTheScreenUntilTheControllerIsBack) {
+  configureAs(kModeScreenBlack);
+  seconds(11);
+  EXPECT_THAT(sent(), IsEmpty());
+  seconds(3);
+  EXPECT_THAT(sent(), ElementsAre("all black 255", "all black 255", "all black 255"));
+  activity();
+  seconds(1);
+  EXPECT_THAT(sent(), ElementsAre("all black 0"));
+  seconds(11);
+  EXPECT_THAT(sent(), IsEmpty());
+  seconds(1);
+  EXPECT_THAT(sent(), ElementsAre("all black 255"));
+}
+
+TEST_F(SerialWatchdog, ActivityInTimeSendsNothing) {
+  configureAs(kModeScreenBlack);
+  for (int i = 0; i < 20; ++i) {
+    seconds(10);
+    activity();
+    seconds(1);
+  }
+  EXPECT_THAT(sent(), IsEmpty());
+  EXPECT_EQ(control().DevComLinkState, 0);
+}
+
+TEST_F(SerialWatchdog, SilenceStartsTheMixedModeOnceAndActivityEndsIt) {
+  configureAs(kModeHardwareControl);
+  run(10.2);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(1);
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  run(300);
+  EXPECT_THAT(sent(), IsEmpty());
+  run(300);
+  EXPECT_THAT(sent(), ElementsAre("all 51"));  // the re-broadcast
+  activity();
+  for (int minute = 0; minute < 30; ++minute) {
+    run(9);
+    activity();
+  }
+  setClock("2026-03-04 17:59:55");
+  run(10);
+  EXPECT_THAT(sent(), IsEmpty());  // neither re-broadcast nor nodes
+  run(10);
+  EXPECT_THAT(sent(), ElementsAre("all 102"));
+}
+
+TEST_F(SerialWatchdog, TheSensorsRestWhileTheControllerHasTheScreen) {
+  boardLight(0x8000 + 300);
+  block.nodes = {{0x06, 0x00, 0, true}};
+  block.sensors = {kBoardSensor};
+  block.luxMap = {{100, 10}, {1100, 60}};
+  configureAs(kModeHardwareControl);
+  run(15);
+  EXPECT_THAT(sent(), SizeIs(Gt(2U)));
+  activity();
+  run(9);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(SerialWatchdog, AMixedModeThatIsSwitchedOffStaysOffInSilence) {
+  block.on = false;
+  configureAs(kModeHardwareControl);
+  run(60);
+  EXPECT_THAT(sent(), IsEmpty());
+  write(12, bytes({1}));
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  run(15);  // the count, which began anew meanwhile, runs out and rests
+  EXPECT_THAT(sent(), ElementsAre("all 51"));
+  run(60);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(SerialWatchdog, AnotherTimeoutCountsFromTheNextSecond) {
+  configureAs(kModeScreenBlack);
+  seconds(9);
+  control().UartDiscOvertime = 2;
+  seconds(1);
+  EXPECT_THAT(sent(), ElementsAre("all black 255"));
+  control().UartDiscOvertime = 119;
+  activity();
+  seconds(1);
+  seconds(120);
+  EXPECT_THAT(sent(), IsEmpty());
+  seconds(1);
+  EXPECT_THAT(sent(), ElementsAre("all black 255"));
+}
+
+class StoredTimeout : public BrightnessTest, public ::testing::WithParamInterface<std::pair<uint8_t, bool>> {};
+
+// Without a legal one the link counts as lost at start-up.
+TEST_P(StoredTimeout, IsTakenWhenItIsLegal) {
+  const auto [stored, legal] = GetParam();
+  MixedBlock block;
+  block.mode = kModeScreenBlack;
+  setFlash(kRegion, block.bytes());
+  store.SendParameterReg.setByte(sendpara::kSerialTimeout, stored);
+  run(1);
+  EXPECT_EQ(control().UartDiscOvertime, legal ? stored : 40);
+  EXPECT_THAT(sent(), SizeIs(legal ? 0 : 1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Range, StoredTimeout,
+                         ::testing::Values(std::pair<uint8_t, bool>{0, false}, std::pair<uint8_t, bool>{1, false},
+                                           std::pair<uint8_t, bool>{2, true}, std::pair<uint8_t, bool>{119, true},
+                                           std::pair<uint8_t, bool>{120, false}, std::pair<uint8_t, bool>{255, false}),
+                         [](const auto& test) { return std::to_string(test.param.first); });
+
+}  // namespace
