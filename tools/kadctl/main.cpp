@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   kadctl::addColourCommands(app, session);
   kadctl::addEdidCommand(app, session);
   kadctl::addRvCommand(app, session);
+  kadctl::addBrightnessCommand(app, session);
   try {
     app.parse(argc, argv);
     std::cout.flush();

@@ -47,5 +47,6 @@ void addDeviceCommands(CLI::App& app, Session& session);    // map, time, reset,
 void addColourCommands(CLI::App& app, Session& session);    // gamma, hdr, pattern
 void addEdidCommand(CLI::App& app, Session& session);       // edid
 void addRvCommand(CLI::App& app, Session& session);         // rv
+void addBrightnessCommand(CLI::App& app, Session& session);
 
 }  // namespace kadctl
