@@ -137,7 +137,6 @@ struct Board {
   Faults faults;
   Journal journal;
   Activity activity;
-  Activity consoleChange;  // when the monitor console last changed what the daemon may react to
   Fpga fpga;
   Flash flash;
   Env env;

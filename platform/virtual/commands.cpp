@@ -266,10 +266,8 @@ void idle(Words& words, Answer&) {
         .count();
   };
   for (const int64_t end = now() + kIdlePatienceMs;;) {
-    // A message that nobody has taken yet is activity to come, and so is what the console has just changed: the daemon
-    // sees it in its next cycle.
-    const int64_t quietMs =
-        board().bus->pending() ? 0 : std::min(board().activity.quietMs(), board().consoleChange.quietMs());
+    // A message that nobody has taken yet is activity to come.
+    const int64_t quietMs = board().bus->pending() ? 0 : board().activity.quietMs();
     if (quietMs >= wantedMs) return;
     const int64_t leftMs = end - now();
     if (leftMs <= 0) throw CommandError("busy");
@@ -288,26 +286,25 @@ struct Command {
   std::string_view name;       // one or two words
   std::string_view arguments;  // as help shows them
   void (*run)(Words&, Answer&);
-  bool changesBoard = false;  // in a way that the daemon may react to
 };
 
 constexpr Command kCommands[] = {
     {"help", "", help},
     {"fpga read", "ADDR LEN", fpgaRead},
-    {"fpga write", "ADDR HEX", fpgaWrite, true},
+    {"fpga write", "ADDR HEX", fpgaWrite},
     {"flash read", "ADDR LEN", flashRead},
-    {"flash write", "ADDR HEX", flashWrite, true},
+    {"flash write", "ADDR HEX", flashWrite},
     {"env get", "KEY", envGet},
-    {"env set", "KEY VALUE", envSet, true},
-    {"env unset", "KEY", envUnset, true},
-    {"cards", "PORT COUNT WIDTH HEIGHT", cards, true},
+    {"env set", "KEY VALUE", envSet},
+    {"env unset", "KEY", envUnset},
+    {"cards", "PORT COUNT WIDTH HEIGHT", cards},
     {"card read", "recv|multi|dist|3d PORT BOARD ADDR LEN", cardRead},
-    {"card write", "recv|multi|dist|3d PORT BOARD ADDR HEX", cardWrite, true},
-    {"link", "copper|fiber1|fiber2 MASK", link, true},
-    {"light board", "RAW|fail", lightBoard, true},
-    {"light card", "PORT BOARD SENSOR RAW|off", lightCard, true},
+    {"card write", "recv|multi|dist|3d PORT BOARD ADDR HEX", cardWrite},
+    {"link", "copper|fiber1|fiber2 MASK", link},
+    {"light board", "RAW|fail", lightBoard},
+    {"light card", "PORT BOARD SENSOR RAW|off", lightCard},
     {"input", "SLOT", input},
-    {"clock set", "YYYY-MM-DD HH:MM:SS", clockSet, true},
+    {"clock set", "YYYY-MM-DD HH:MM:SS", clockSet},
     {"clock", "", clock},
     {"fail", "OP COUNT [CODE]", fail},
     {"journal on", "", journalOn},
@@ -355,7 +352,6 @@ std::string runCommand(std::string_view line, Answer& answer) {
     const Command* command = select(words);
     if (command == nullptr) throw CommandError("unknown command, \"help\" lists them");
     command->run(words, answer);
-    if (command->changesBoard) board().consoleChange.touch();
     return {};
   } catch (const CommandError& error) {
     return error.what();
