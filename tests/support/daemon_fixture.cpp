@@ -116,7 +116,15 @@ uint8_t DaemonTest::ack(const ThirdProtoMCUCMsg& request) {
 }
 
 std::vector<std::string> DaemonTest::monitor(const std::string& line) {
-  return m_monitor->command(line);
+  auto answer = m_monitor->command(line);
+  m_lastCommand = std::chrono::steady_clock::now();
+  return answer;
+}
+
+void DaemonTest::settle(int ms) {
+  const auto quiet = std::chrono::milliseconds(ms);
+  waitUntil([&] { return std::chrono::steady_clock::now() - m_lastCommand >= quiet; });
+  monitor("idle " + std::to_string(ms));
 }
 
 std::string DaemonTest::monitorLine(const std::string& line) {

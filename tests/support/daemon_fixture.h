@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -41,8 +42,9 @@ class DaemonTest : public ::testing::Test {
   ByteVector read(uint32_t address, uint16_t length, const kadctl::Target& target = {});
   void write(uint32_t address, const ByteVector& data, const kadctl::Target& target = {});
   uint8_t ack(const TIRK_MCUC::ThirdProtoMCUCMsg& request);  // of the reply
-  // Waits until nothing has happened on the board for `ms`: what was written is applied.
-  void settle(int ms = 450) { monitor("idle " + std::to_string(ms)); }
+  // Waits until nothing has happened on the board for `ms`, what the console did before included: what was written is
+  // applied, and what was changed has been noticed.
+  void settle(int ms = 450);
 
   // The monitor console. `monitor` throws on an error; `monitorLine` is the one line of the answer.
   std::vector<std::string> monitor(const std::string& line);
@@ -66,6 +68,7 @@ class DaemonTest : public ::testing::Test {
   pid_t m_pid = -1;
   std::unique_ptr<kadctl::BusClient> m_client;
   std::unique_ptr<kadctl::MonitorClient> m_monitor;
+  std::chrono::steady_clock::time_point m_lastCommand;
 };
 
 }  // namespace testing_support
