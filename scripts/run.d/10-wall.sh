@@ -12,4 +12,4 @@ show read 0x02000024 16
 show read 0x03100000 4
 show read 0x03000000 48
 tail -n 4 "$KADREND_BOARD"/root/log/kadrend_info_*.log | cut -c1-150
-show monitor "journal show" | cut -c1-150 | head -n 16
+show monitor "journal show" | cut -c1-150 | sed -n 1,16p

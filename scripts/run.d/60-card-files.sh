@@ -17,7 +17,11 @@ show rv replay 1
 show card recv 0 0 read 0x03000100 4
 show card recv 1 11 read 0x03000200 4
 
-title "The bus self-test with a read that fails"
+title "The bus self-test, while something changes byte 5 behind its back, and with reads that fail"
+(for _ in $(seq 60); do "$kadctl" monitor "fpga write 0x600005 00"; done) &
+disturbing=$!
+show selftest on --seconds 0.4 | sed -n 1,6p
+wait $disturbing
 show monitor "fail fpga-read 120"
-show selftest on --seconds 0.5
+show selftest on --seconds 0.3 | sed -n 1,4p
 show selftest off
