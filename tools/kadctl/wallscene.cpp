@@ -99,6 +99,12 @@ class WallPainter {
                     1};
     frame.opacity = 0;  // an outline
     m_scene.shapes.push_back(frame);
+    if (smallSide() >= 32) return;  // the first card's disc holds the port's number
+    const double x = m_placing.x((port.x + right) / 2);
+    const double y = m_placing.y((port.y + bottom) / 2);
+    m_scene.shapes.push_back(Disc{x, y, 10, kPaper, portColour(port.number, 0.30)});
+    m_scene.shapes.push_back(
+        Label{x, y + 4.5, 12, std::to_string(port.number), portColour(port.number, 0.25), true, true});
   }
 
   const Wall& m_wall;

@@ -64,7 +64,7 @@ const char* middle(const Cell& cell) {
 
 // `width` characters for one card: 3 show the line through, 1 its middle.
 std::string cellText(const Cell& cell, int width) {
-  if (width == 1) return middle(cell);
+  if (width == 1) return cell.start ? std::to_string(cell.port % 10) : middle(cell);
   std::string text = (cell.directions & kLeft) != 0 ? "─" : " ";
   if (cell.start) text = std::to_string(cell.port % 10);
   text += middle(cell);
@@ -108,7 +108,8 @@ std::string toTerminal(const Wall& wall, bool colour, int columns) {
     if (port.repeats >= 0 || port.cards.empty()) continue;
     out += "  " + (colour ? background(port.number) + "   \033[0m " : std::string()) + portSummary(port) + "\n";
   }
-  out += "  ● first card, ■ last card of a port\n";
+  out += std::string("  ") + (width == 1 ? "a digit: first card of that port" : "● first card") +
+         ", ■ last card of a port\n";
   if (step > 1) out += "  one character stands for " + std::to_string(step) + " x " + std::to_string(step) + " cards\n";
   return out;
 }
