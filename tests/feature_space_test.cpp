@@ -35,6 +35,7 @@ class FeatureSpace : public BoardTest {
  protected:
   void SetUp() override {
     ASSERT_TRUE(DriverUtil::getInstance()->initialize());
+    Data_Global::getInstance()->FpgaParaLoadFinish = true;
     setMirror(0, repeated(512, 0x11));
     setFpga(0, repeated(0x400, 0x22));
   }

@@ -41,6 +41,7 @@ namespace {
 
 class RegisterSpaces : public SpaceTest {
  protected:
+  RegisterSpaces() { m_store->FpgaParaLoadFinish = true; }
   template <size_t N>
   static ByteVector mirror(const GuardedBytes<N>& bytes, size_t offset, size_t length) {
     ByteVector out(length);

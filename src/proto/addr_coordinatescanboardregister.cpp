@@ -27,7 +27,7 @@ constexpr QueueTexts kQueueTexts{
 int speedTest(uint32_t offset, size_t length, const MirrorRefresh& mirror) {
   if (offset == kReadTestOffset) return measureTransferSpeed(TransferDirection::Read, length);
   if (offset != kWriteTestOffset) return kDone;
-  if (mirror.allowed()) return measureTransferSpeed(TransferDirection::Write, length);
+  if (mirror.idle()) return measureTransferSpeed(TransferDirection::Write, length);
   // It would write back what a handler is just replacing.
   TRACE_ERROR("=== WirteFromPosNetPort ===write test refused while a write is applied");
   return kRefused;

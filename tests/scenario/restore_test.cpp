@@ -165,6 +165,25 @@ TEST_F(LateFpgaTest, WritesFromBeforeAreNotLost) {
   EXPECT_EQ(fpga(0x600100, 2), (ByteVector{0x33, 0x44}));
 }
 
+TEST_F(LateFpgaTest, WhatIsReadOfAnEmptyFpgaReplacesNothingStored) {
+  const ByteVector positions(flash::kPosition.length, 0x21);
+  const ByteVector numbers(768, 0x22);
+  const ByteVector feature(16, 0x23);
+  setFlash(flash::kPosition.address, positions);
+  setFlash(flash::kNumber.address, numbers);
+  store(0x40, feature);
+  restart();
+  EXPECT_EQ(askRead(0x03000000, 40960).data, ByteVector(40960, 0)) << "it answers what is there";
+  EXPECT_EQ(askRead(0x03100000, 768).data, ByteVector(768, 0));
+  EXPECT_EQ(askRead(0x02000000, 512).ack, 0);
+  EXPECT_EQ(askWrite(0x02000060, {1}).ack, 0) << "keeps the whole feature block";
+  EXPECT_EQ(askWrite(0x01000001, {1}).ack, 0) << "saves all of it";
+  settle(100);
+  EXPECT_EQ(flash(flash::kPosition.address, flash::kPosition.length), positions);
+  EXPECT_EQ(flash(flash::kNumber.address, 768), numbers);
+  EXPECT_EQ(flash(flash::kFeature.address + 0x40, 16), feature);
+}
+
 TEST_F(LateFpgaTest, TheFirstStartAfterAResetWaitsForTheFpga) {
   monitor("env set firstboot 1");
   setFlash(flash::kScreenSize.address, dword(96) + dword(48));
