@@ -89,8 +89,10 @@ void logGeometry(const MosaicGeometry& geometry) {
   TRACE_INFO("The used port number = " << geometry.UsedPortNum << " connect mode = " << geometry.request.connectMode);
 }
 
-// The part of the number table that does not hold card counts stays what the FPGA has.
+// The part of the number table that does not hold card counts stays what the FPGA has; while the self-test has its
+// patterns there, what the mirror has.
 void refreshNumberTable(std::array<uint8_t, kNumberTableSize>& table) {
+  if (Data_Global::getInstance()->memoriesUnderTest()) return;
   for (const auto& block : kNumberTableBlocks) {
     if (block.fpgaAddress == fpga::kNumberCommon.address || block.fpgaAddress == fpga::kNumber12To15.address) continue;
     std::array<uint8_t, fpga::kNumber0To3.length> current{};

@@ -76,6 +76,18 @@ TEST_F(SelfTestTest, AWriteDuringItComesOutInTheEnd) {
   EXPECT_TRUE(end());
 }
 
+TEST_F(SelfTestTest, AWallLaidOutDuringItTakesNoPatternOver) {
+  run();
+  EXPECT_EQ(writeScreen(2, 2, 4).ack, 0);
+  ASSERT_TRUE(waitLogged("Info", "Finish CalculateParaOfSenderInMosaicMode"));
+  for (size_t port = 0; port < 10; ++port) DWT_ENCWD(&m_numbers[port < 8 ? 0x20 * port : 0x200 + 0x20 * (port - 8)], 4);
+  m_positions = flash(flash::kPosition.address, m_positions.size());
+  EXPECT_TRUE(end());
+  EXPECT_EQ(flash(flash::kNumber.address, 768), m_numbers) << "saved with the wall";
+  EXPECT_EQ(fpga(fpga::kPosition.address, flash::kPosition.length),
+            flash(flash::kPosition.address, flash::kPosition.length));
+}
+
 TEST_F(SelfTestTest, FaultsOfTheBusAreTold) {
   monitor("fail fpga-write 100000");
   EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
