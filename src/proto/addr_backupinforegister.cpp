@@ -9,7 +9,7 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr RegisterDoc kDocs[] = {
-    {"bytes of the flash at 0xB98000", "queues a write of the same flash bytes, 4096 in all (key 13)"}};
+    {"bytes of the backup area in flash", "queues a write of the same flash bytes, 4096 in all (key 13)"}};
 
 constexpr QueueTexts kQueueTexts{
     "============================ Begin add DoBackupInfoKey message to list===========================",
