@@ -9,9 +9,9 @@
 extern "C" {
 #endif
 
-int sysconf_openenv(void);                               /* 0 on success */
-const char* sysconf_getenv(const char* key);             /* null: absent, or the read failed */
-int sysconf_setenv(const char* key, const char* value);  /* 0 on success; stored at once, whole or not at all */
+int sysconf_openenv(void);                              /* 0 on success */
+const char* sysconf_getenv(const char* key);            /* null: absent, or the read failed */
+int sysconf_setenv(const char* key, const char* value); /* 0 on success; stored at once, whole or not at all */
 void sysconf_closeenv(void);
 
 /* The board's local date and time as "YYYY-MM-DD" and "HH:MM:SS"; the buffer has room for 32 bytes. 0 on success. */
