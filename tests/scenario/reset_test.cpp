@@ -30,6 +30,7 @@ constexpr const char* kSettings[] = {"root/usr/pmx100/bin/wpr/bin/Configure/syst
 
 class ResetTest : public ScenarioTest {
  protected:
+  explicit ResetTest(const std::string& config = kLoadsAtOnce) : ScenarioTest(config) {}
   bool there(const std::string& name) const { return std::filesystem::exists(m_directory.path() / name); }
   // The factory image is being prepared: what comes now is dropped.
   bool resetRuns() { return waitLogged("Error", ">>>>>>>>>>>>>>>>>>>>>>>>>reboot begin>>>>>>>>>>>>>>>"); }
@@ -163,6 +164,24 @@ TEST_F(ResetTest, AKillBeforeTheRebootLeavesTheDeviceAsItWas) {
   ready();
   EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x77});
   EXPECT_EQ(monitorLine("env get firstboot"), "0") << "a first start, of the flash that is there";
+}
+
+class LateResetTest : public ResetTest {
+ protected:
+  LateResetTest() : ResetTest("journal = on\nfpga_load_ms = -1\n") {}
+  void SetUp() override { DaemonTest::SetUp(); }
+};
+
+TEST_F(LateResetTest, AResetAskedForBeforeTheFpgaIsLoadedIsCarriedOutAfterIt) {
+  setFlash(flash::kScreenRecord.address, fromHex("015500000000800040000203010600"));
+  EXPECT_EQ(askWrite(kResetCommand, {2}).ack, 0);
+  settle(300);
+  m_directory.put(kFpgaFlagFile, "");
+  ASSERT_TRUE(resetRuns());
+  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
+  EXPECT_EQ(monitorLine("env get firstboot"), "1") << "for the start after the reboot";
+  EXPECT_EQ(flash(flash::kScreenRecord.address, 15), fromHex("015500000000800040000203010600")) << "no first start yet";
+  EXPECT_THAT(effects(), Contains(StartsWith("factory w 0x00003000 46080 ")));
 }
 
 }  // namespace

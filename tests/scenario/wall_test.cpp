@@ -160,6 +160,26 @@ TEST_F(WallTest, WhatWasSavedSurvivesAKillAndAReboot) {
   EXPECT_EQ(askRead(kShortcutSpace, 26).data, (ByteVector{0xA8} + ByteVector(16, 0) + basicScreen(3, 4, 4, 2)));
 }
 
+TEST_F(WallTest, LinkedSparePortsBackUpTheUsedOnes) {
+  monitor("cards 2 1 128 128");
+  monitor("cards 9 1 128 128");
+  monitor("cards 0 2 128 128");
+  ASSERT_TRUE(waitLogged("Info", "NowChangedLinstatus:517"));
+  EXPECT_EQ(writeScreen(2, 2, 2).ack, 0);
+  ASSERT_TRUE(waitCalculations(1));
+  settle();
+  const auto roles = [this] { return fpga(0x18, 4) + fpga(0x98, 4) + fpga(0x100, 8); };
+  EXPECT_EQ(roles(), fromHex("00008000000000000080000000000000"));
+  EXPECT_EQ(flash(flash::kFeature.address + 0x9D, 1), ByteVector{0xFF});
+  // A slave backs up everything.
+  EXPECT_EQ(askWrite(0x0200009D, {0xA5}).ack, 0);
+  EXPECT_EQ(writeScreen(2, 2, 4).ack, 0);
+  ASSERT_TRUE(waitCalculations(2));
+  settle();
+  EXPECT_EQ(roles(), ByteVector(16, 0x80));
+  EXPECT_EQ(flash(flash::kFeature.address + 0x100, 8), ByteVector(8, 0x80));
+}
+
 TEST_F(WallTest, AnAcknowledgedDescriptionSurvivesAKillBeforeItsCalculation) {
   EXPECT_EQ(writeScreen(3, 4, 4, 2).ack, 0);
   restart();
