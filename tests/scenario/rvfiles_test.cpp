@@ -168,7 +168,7 @@ TEST_F(RvFilesTest, AReplayReachesEveryCardInPieces) {
 
 TEST_F(RvFilesTest, AFileThatEndsInARecordStopsThere) {
   auto cut = file({record(0x5000, 0, {1}), record(0x6000, 0, ByteVector(100, 2))});
-  cut.resize(cut.size() - 1);
+  cut.pop_back();
   m_directory.put(kDirectory + "RvCfgFile_2.rcfgx", std::string(cut.begin(), cut.end()));
   monitor("cards 1 1 64 64");
   settle(300);
