@@ -164,7 +164,7 @@ TEST_F(WallTest, LinkedSparePortsBackUpTheUsedOnes) {
   monitor("cards 2 1 128 128");
   monitor("cards 9 1 128 128");
   monitor("cards 0 2 128 128");
-  ASSERT_TRUE(waitLogged("Info", "NowChangedLinstatus:517"));
+  ASSERT_TRUE(waitLogged("Info", "NowChangedLinstatus:205"));
   EXPECT_EQ(writeScreen(2, 2, 2).ack, 0);
   ASSERT_TRUE(waitCalculations(1));
   settle();
