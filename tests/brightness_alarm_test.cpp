@@ -1,7 +1,6 @@
-// The alarm over a day's nodes: once a minute, gaps, jumps both ways, and the changes to and from summer time.
+// The alarm over a day's nodes: once a minute, gaps, and jumps both ways.
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -81,29 +80,17 @@ TEST_F(AlarmTest, AGapBetweenChecksIsMadeUpForAtOnce) {
   }
 }
 
-TEST_F(AlarmTest, NodesOfAGapComeOneByOneAndOfLongOnesOnlyTheLastDay) {
-  alarm.reset(at("05:00:00"));
-  alarm.arm(0x06, 0x00);
-  CivilSeconds now = at("21:30:00");
-  std::vector<uint8_t> applied;
-  uint8_t next = 0x06;
-  for (int i = 0; i < 20; ++i, now += 2) {
-    if (alarm.check(now) != BrightnessAlarm::kFired) continue;
-    applied.push_back(next);
-    next = next == 0x06 ? 0x12 : next == 0x12 ? 0x18 : 0x06;
-    alarm.arm(next, 0x00);
-  }
-  EXPECT_THAT(applied, ElementsAre(0x06, 0x12, 0x18));
-
-  applied.clear();
-  now = at("13:00:00", 200);  // armed for 06:00
-  for (int i = 0; i < 20; ++i, now += 2) {
-    if (alarm.check(now) != BrightnessAlarm::kFired) continue;
-    applied.push_back(next);
-    next = next == 0x06 ? 0x12 : next == 0x12 ? 0x18 : 0x06;
-    alarm.arm(next, 0x00);
-  }
-  EXPECT_THAT(applied, ElementsAre(0x06, 0x12));
+TEST_F(AlarmTest, OfAGapOfDaysTheLastDayIsMadeUpFor) {
+  alarm.reset(at("13:00:00"));
+  alarm.arm(0x18, 0x00);
+  EXPECT_EQ(alarm.check(at("13:00:00", 1) - 1), BrightnessAlarm::kFired);
+  alarm.arm(0x18, 0x00);
+  EXPECT_EQ(alarm.check(at("17:00:00", 9)), BrightnessAlarm::kDaysPassed);
+  EXPECT_EQ(alarm.check(at("17:00:02", 9)), BrightnessAlarm::kFired);  // the day before's
+  alarm.arm(0x16, 0x59);
+  EXPECT_EQ(alarm.check(at("17:00:04", 9)), BrightnessAlarm::kFired);
+  alarm.arm(0x16, 0x58);
+  EXPECT_EQ(alarm.check(at("17:00:06", 9)), BrightnessAlarm::kQuiet);
 }
 
 TEST_F(AlarmTest, AnOldGapIsForgottenOnceNothingIsOwed) {
@@ -144,51 +131,6 @@ TEST_F(AlarmTest, TellsWhetherItHasFiredForWhatIsArmed) {
   alarm.reset(at("08:00:30"));
   alarm.arm(0x08, 0x00);
   EXPECT_FALSE(alarm.alreadyFired(at("07:00:00")));
-}
-
-// The clock in Berlin, from a moment in UTC on.
-struct SummerTimeTest : AlarmTest {
-  SummerTimeTest() {
-    ::setenv("TZ", "Europe/Berlin", 1);
-    ::tzset();
-  }
-  static CivilSeconds civil(time_t seconds) {
-    tm local{};
-    ::localtime_r(&seconds, &local);
-    return civilSeconds(local);
-  }
-  // Outcomes other than "quiet" of checks from one moment to the other, with the wall clock's time of day. When it has
-  // fired it is armed for `next`.
-  std::vector<std::string> outcomes(time_t from, time_t to, uint8_t nextHour, uint8_t nextMinute) {
-    std::vector<std::string> out;
-    for (time_t now = from; now < to; now += 2) {
-      const auto outcome = alarm.check(civil(now));
-      if (outcome == BrightnessAlarm::kQuiet) continue;
-      if (outcome == BrightnessAlarm::kFired) alarm.arm(nextHour, nextMinute);
-      char text[16];
-      tm local{};
-      ::localtime_r(&now, &local);
-      ::strftime(text, sizeof text, "%H:%M:%S", &local);
-      out.push_back(std::string(outcome == BrightnessAlarm::kFired ? "fired " : "back ") + text);
-    }
-    return out;
-  }
-};
-
-TEST_F(SummerTimeTest, ANodeInTheSkippedHourComesWhenTheClockHasPassedIt) {
-  constexpr time_t kSpring = 1774746000;  // 2026-03-29 01:00:00 UTC: 02:00 becomes 03:00
-  alarm.reset(civil(kSpring - 600));
-  alarm.arm(0x02, 0x30);
-  EXPECT_THAT(outcomes(kSpring - 600, kSpring + 2 * 86400, 0x03, 0x00),
-              ElementsAre("fired 03:00:00", "fired 03:00:02", "fired 03:00:00"));
-}
-
-TEST_F(SummerTimeTest, TheRepeatedHourIsATurnBack) {
-  constexpr time_t kAutumn = 1792890000;  // 2026-10-25 01:00:00 UTC: 03:00 becomes 02:00
-  alarm.reset(civil(kAutumn - 3600));
-  alarm.arm(0x02, 0x30);
-  EXPECT_THAT(outcomes(kAutumn - 3600, kAutumn + 2 * 86400, 0x02, 0x30),
-              ElementsAre("fired 02:30:00", "back 02:00:00", "fired 02:30:00"));
 }
 
 }  // namespace
