@@ -421,7 +421,8 @@ TEST_F(GradualChange, GoesOnWhenAWriteStartsNothing) {
   begin(45);  // 114
   std::thread flagThread([this] { runUntil("12:01:05"); });
   ASSERT_TRUE(waitUntil([] { return journalLines().size() >= 3; }));
-  write(0, ByteVector(fixedBlock(7).bytes().begin(), fixedBlock(7).bytes().begin() + 500));  // half a block
+  const ByteVector block = fixedBlock(7).bytes();
+  write(0, {block.begin(), block.begin() + 500});  // half a block
   flagThread.join();
   EXPECT_EQ(sent().back(), "all 114");
   runUntil("12:02:10");

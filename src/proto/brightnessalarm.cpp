@@ -7,7 +7,8 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr CivilSeconds kMinute = 60;
-constexpr CivilSeconds kDay = 24 * 60 * kMinute;
+constexpr CivilSeconds kHour = 60 * kMinute;
+constexpr CivilSeconds kDay = 24 * kHour;
 constexpr CivilSeconds kMayFire = 4;            // seconds of its minute; the check comes every 2 s
 constexpr CivilSeconds kLongestQuietCheck = 3;  // between two checks
 
@@ -21,7 +22,7 @@ constexpr CivilSeconds startOf(CivilSeconds time, CivilSeconds unit) {
 }
 
 constexpr CivilSeconds secondOfDay(uint8_t hourBcd, uint8_t minuteBcd) {
-  return (fromBcd(hourBcd) * 60 + fromBcd(minuteBcd)) * kMinute;
+  return fromBcd(hourBcd) * kHour + fromBcd(minuteBcd) * kMinute;
 }
 
 }  // namespace

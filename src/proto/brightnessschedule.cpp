@@ -115,7 +115,8 @@ void BrightnessControl::InsertInterruptTimeToQueue(int AdjustType) {
   const size_t count = AdjustType == 0 ? m_schedule.nodes.size() : m_mixed.nodes.size();
   m_alarm.disarm();
   for (size_t tried = 0; tried < count; ++tried) {
-    RtcIndex = static_cast<size_t>(RtcIndex + 1) >= count ? 0 : RtcIndex + 1;
+    ++RtcIndex;
+    if (static_cast<size_t>(RtcIndex) >= count) RtcIndex = 0;
     const auto index = static_cast<size_t>(RtcIndex);
     if (AdjustType != 0 && !m_mixed.nodes[index].enabled) continue;
     const uint8_t hour = AdjustType == 0 ? m_schedule.nodes[index].hourBcd : m_mixed.nodes[index].hourBcd;

@@ -88,9 +88,11 @@ void BrightnessControl::SaveBrightnessPara() {
   std::copy(ProgrammableTimeTableArray.begin(), ProgrammableTimeTableArray.end(), region.begin());
   DriverUtil& driver = *DriverUtil::getInstance();
   constexpr uint32_t kStart = flash::kBrightness.address;
+  constexpr uint32_t kRest = kBrightnessTableSize;
+  static_assert(kRest == kPage + kPage);
   driver.WriteDataToFlash(kStart, kPage, region.data());
   driver.WriteDataToFlash(kStart + kPage, kPage, region.data() + kPage);
-  driver.WriteDataToFlash(kStart + 2 * kPage, kBrightnessSavedSize - 2 * kPage, region.data() + 2 * kPage);
+  driver.WriteDataToFlash(kStart + kRest, kBrightnessSavedSize - kRest, region.data() + kRest);
 }
 
 void BrightnessControl::SetBrightnessAdjustTable(uint32_t addr, int length, const uint8_t* data) {
