@@ -131,7 +131,8 @@ TEST_F(ForwardingTest, OtherCodesDoNothing) {
 TEST_F(ForwardingTest, BrightnessIsStoredForwardedAndReported) {
   BusClient screenDaemon(board(), kTaskQxt);
   ASSERT_TRUE(heard(screenDaemon, "0x02100006 80004000")) << "the last of what a new connection is told";
-  settle(60);
+  ASSERT_TRUE(waitLogged("Info", "=== Read receive card OK, ReceiveCardWidth= 128"));
+  settle(250);
   monitor("journal clear");
   const Target all = receivingCard(255, 0xFFFF);
   EXPECT_EQ(askWrite(kBrightness, {0x64}, all), (Answer{0, 0, {}}));
@@ -165,7 +166,8 @@ TEST_F(ForwardingTest, BrightnessThatCannotBeStoredIsForwarded) {
 TEST_F(ForwardingTest, LauncherParametersAreReportedAndStoredTwice) {
   BusClient screenDaemon(board(), kTaskQxt);
   ASSERT_TRUE(heard(screenDaemon, "0x02100006 80004000")) << "the last of what a new connection is told";
-  settle(60);
+  ASSERT_TRUE(waitLogged("Info", "=== Read receive card OK, ReceiveCardWidth= 128"));
+  settle(250);
   monitor("journal clear");
   EXPECT_EQ(askWrite(0x02000001, {1, 2, 3}, launcher()), (Answer{0, 0, {}}));
   EXPECT_THAT(reports(screenDaemon, 200), ElementsAre("0x02002001 010203"));

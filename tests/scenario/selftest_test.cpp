@@ -19,7 +19,7 @@ constexpr uint32_t kSwitch = 0x020001EF;
 constexpr uint32_t kPositionSpace = 0x03000000;
 constexpr uint32_t kNumberSpace = 0x03100000;
 
-class SelfTestTest : public ScenarioTest {
+class BusSelfTestTest : public ScenarioTest {
  protected:
   void SetUp() override {
     ScenarioTest::SetUp();
@@ -52,7 +52,7 @@ class SelfTestTest : public ScenarioTest {
   ByteVector m_numbers;
 };
 
-TEST_F(SelfTestTest, ReadersSeeTheTablesWhileItRunsAndAfter) {
+TEST_F(BusSelfTestTest, ReadersSeeTheTablesWhileItRunsAndAfter) {
   run();
   for (int i = 0; i < 50; ++i) {
     ASSERT_EQ(askRead(kPositionSpace, 2048).data, m_positions);
@@ -64,7 +64,7 @@ TEST_F(SelfTestTest, ReadersSeeTheTablesWhileItRunsAndAfter) {
   EXPECT_EQ(flash(flash::kFeature.address + 0x1EF, 1), ByteVector{0}) << "the switch is not stored";
 }
 
-TEST_F(SelfTestTest, AWriteDuringItComesOutInTheEnd) {
+TEST_F(BusSelfTestTest, AWriteDuringItComesOutInTheEnd) {
   run();
   m_positions[0] = 0x11;
   m_numbers[0] = 0x22;
@@ -76,7 +76,7 @@ TEST_F(SelfTestTest, AWriteDuringItComesOutInTheEnd) {
   EXPECT_TRUE(end());
 }
 
-TEST_F(SelfTestTest, AWallLaidOutDuringItTakesNoPatternOver) {
+TEST_F(BusSelfTestTest, AWallLaidOutDuringItTakesNoPatternOver) {
   run();
   EXPECT_EQ(writeScreen(2, 2, 4).ack, 0);
   ASSERT_TRUE(waitLogged("Info", "Finish CalculateParaOfSenderInMosaicMode"));
@@ -88,7 +88,7 @@ TEST_F(SelfTestTest, AWallLaidOutDuringItTakesNoPatternOver) {
             flash(flash::kPosition.address, flash::kPosition.length));
 }
 
-TEST_F(SelfTestTest, FaultsOfTheBusAreTold) {
+TEST_F(BusSelfTestTest, FaultsOfTheBusAreTold) {
   monitor("fail fpga-write 100000");
   EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
   EXPECT_TRUE(waitLogged("Error", "=== WriteToPosNetPort ===Write FPGA Position 16 Word Info failed! ret = -1"));
@@ -97,7 +97,7 @@ TEST_F(SelfTestTest, FaultsOfTheBusAreTold) {
   EXPECT_TRUE(end());
 }
 
-TEST_F(SelfTestTest, ADifferenceIsTold) {
+TEST_F(BusSelfTestTest, ADifferenceIsTold) {
   EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
   // Somebody else writes to the memory while the test has its pattern there.
   EXPECT_TRUE(waitUntil([this] {
