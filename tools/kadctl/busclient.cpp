@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -57,7 +58,7 @@ BusClient::BusClient(const std::string& boardDirectory, std::optional<uint32_t> 
   if (!position) throw ClientError("no daemon has opened the bus of " + boardDirectory);
   m_cardPosition = *position;
   // Numbers of our own above those of the device's tasks; the process id keeps clients apart.
-  static uint32_t count = 0;
+  static std::atomic<uint32_t> count = 0;
   const uint32_t number = task.value_or(0x800000U | ((static_cast<uint32_t>(::getpid()) * 64 + count++) & 0x7FFFFFU));
   m_task = static_cast<uint32_t>(m_cardPosition) << 24 | number;
   m_name = taskName(m_task);
