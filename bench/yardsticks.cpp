@@ -32,6 +32,14 @@ int bindAt(const std::string& path) {
   return fd;
 }
 
+int connectTo(const std::string& path) {
+  const int fd = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+  const sockaddr_un address = addressOf(path);
+  if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    throw std::runtime_error("connect");
+  return fd;
+}
+
 void waitFor(const std::string& path) {
   while (::access(path.c_str(), F_OK) != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
@@ -39,9 +47,7 @@ void waitFor(const std::string& path) {
 // The first two bytes of a datagram say how long its answer is.
 void serveEcho(const std::string& directory) {
   const int fd = bindAt(directory + "/echo");
-  const sockaddr_un client = addressOf(directory + "/client");
-  const int answers = ::socket(AF_UNIX, SOCK_DGRAM, 0);
-  if (::connect(answers, reinterpret_cast<const sockaddr*>(&client), sizeof client) != 0) return;
+  const int answers = connectTo(directory + "/client");
   std::mutex mutex;
   std::condition_variable arrived;
   uint16_t pending = 0;
@@ -72,9 +78,11 @@ void serveEcho(const std::string& directory) {
 BareEcho::BareEcho(const std::string& directory)
     : m_socket(bindAt(directory + "/client")), m_server([directory] { serveEcho(directory); }) {
   waitFor(directory + "/echo");
+  m_sender = connectTo(directory + "/echo");
 }
 
 BareEcho::~BareEcho() {
+  ::close(m_sender);
   ::close(m_socket);
 }
 
@@ -82,7 +90,7 @@ void BareEcho::exchange(size_t requestBytes, size_t replyBytes) {
   static std::array<char, 70000> buffer;
   const auto wanted = static_cast<uint16_t>(replyBytes);
   std::memcpy(buffer.data(), &wanted, sizeof wanted);
-  ::send(m_sender, buffer.data(), requestBytes, 0);
+  if (::send(m_sender, buffer.data(), requestBytes, 0) < 0) throw std::runtime_error("echo");
   if (::recv(m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
 }
 
