@@ -111,15 +111,13 @@ TEST_F(Dispatcher, AKeyWithoutARegisterIsRefusedInTheWordsOfItsSpace) {
 }
 
 TEST_F(Dispatcher, PrintsASpaceInKeyOrder) {
-  ::testing::internal::CaptureStdout();
-  EXPECT_EQ(Tshl_ctl::getInstance()->table().at(2).print_fun(nullptr), 0);
   std::string expected;
   for (const char* line :
        {"00 :Controller sort", "01 :save paras for sendcard", "02 :Return Factory Set", "03 :Test Point Command",
         "04 :Reload Send Card Program", "05 :Chip Erase Command", "18 :Mapping conmmand for sender",
         "20 :Debug command for FPGA", "FF :Reload recvCard Program"})
     expected += std::string("register base=0x01000000 offset=0x000000") + line + "\n";
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), expected);
+  EXPECT_EQ(printed([] { EXPECT_EQ(Tshl_ctl::getInstance()->table().at(2).print_fun(nullptr), 0); }), expected);
 }
 
 }  // namespace

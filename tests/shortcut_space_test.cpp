@@ -165,9 +165,7 @@ TEST_F(ShortcutSpace, ASubmitWarnsOfPortsThatAreNotCalculated) {
 }
 
 TEST_F(ShortcutSpace, PrintsItsOneEntryInPieces) {
-  testing::internal::CaptureStdout();
-  Addr_ShortcutConfigScreenRegister::Ssh_print(nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(printed([] { Addr_ShortcutConfigScreenRegister::Ssh_print(nullptr); }),
             " register base=base=0x02810000, offset=0x02810000: shortcut config screen info register\n");
 }
 

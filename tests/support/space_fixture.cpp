@@ -74,6 +74,16 @@ std::vector<std::string> SpaceTest::did(const std::string& prefix) {
   return lines;
 }
 
+std::string SpaceTest::printed(const std::function<void()>& print) {
+  ::testing::internal::CaptureStdout();
+  print();
+  std::istringstream text(::testing::internal::GetCapturedStdout());
+  std::string kept;
+  for (std::string line; std::getline(text, line);)
+    if (!line.starts_with("[")) kept += line + "\n";
+  return kept;
+}
+
 ByteVector counting(size_t count, uint8_t first) {
   ByteVector out(count);
   for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(first + i);

@@ -1,6 +1,7 @@
 // The register map in the test's own process: requests as intake hands them over, and what the worker made of them.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ class SpaceTest : public ReportingTest {
   std::vector<Applied> applied();
   // The journal's lines that begin with `prefix`.
   static std::vector<std::string> did(const std::string& prefix);
+  // What `print` writes to standard output, without the trace lines that the daemon's threads echo there meanwhile.
+  static std::string printed(const std::function<void()>& print);
 
  private:
   size_t m_logRead = 0;
