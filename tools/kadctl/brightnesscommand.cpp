@@ -12,6 +12,7 @@
 #include "kadctl/brightnessfile.h"
 #include "kadctl/plot.h"
 #include "kadctl/session.h"
+#include "kadctl/text.h"
 #include "proto/brightnesscontrol.h"
 #include "proto/sendparameter.h"
 
@@ -143,7 +144,7 @@ struct State {
   }
   std::string nodeText(const BrightnessNode& node) const {
     if (node.sensor) return "by the light";
-    return std::to_string(node.brightness) + (setup.mode == kModeSchedule ? "" : " %");
+    return setup.mode == kModeSchedule ? brightnessText(node.brightness) : std::to_string(node.brightness) + " %";
   }
   // Of today, minute by minute.
   std::vector<double> dayCurve(unsigned port) const {
@@ -156,19 +157,15 @@ struct State {
   }
 };
 
-std::string percentText(uint8_t value) {
-  return std::to_string(value) + " (" + std::to_string((value * 100 + 127) / 255) + " %)";
-}
-
 std::string cardsText(const std::map<unsigned, uint8_t>& cards) {
   if (cards.empty()) return "no receiving card is linked";
   const uint8_t first = cards.begin()->second;
   const bool equal =
       std::all_of(cards.begin(), cards.end(), [first](const auto& card) { return card.second == first; });
-  if (equal) return percentText(first);
+  if (equal) return brightnessText(first);
   std::string text;
   for (const auto& [port, value] : cards) {
-    text += (text.empty() ? "port " : ", port ") + std::to_string(port) + " " + percentText(value);
+    text += (text.empty() ? "port " : ", port ") + std::to_string(port) + " " + brightnessText(value);
   }
   return text;
 }
@@ -235,7 +232,7 @@ void print(const State& state) {
   }
   if (!setup.sensors.empty()) {
     const auto light = state.byLight();
-    std::cout << "by the light " << (light ? percentText(*light) : "nothing") << "\n";
+    std::cout << "by the light " << (light ? brightnessText(*light) : "nothing") << "\n";
   }
   if (const auto next = nextChange(setup, state.time.day, state.time.minute)) {
     const unsigned hours = next->minutes / 60;
@@ -348,6 +345,9 @@ void setFromOptions(Session& session, const Arguments& arguments) {
 
 void run(Session& session, const Arguments& arguments) {
   if (arguments.show) {
+    if (arguments.hasSetup() || !arguments.file.empty() || !arguments.value.empty()) {
+      throw CLI::ValidationError("--show only shows: nothing else with it");
+    }
     showFile(session);
     return;
   }

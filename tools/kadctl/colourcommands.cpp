@@ -109,6 +109,10 @@ void writeByte(Session& session, uint32_t offset, const std::string& text) {
 }
 
 void setHdr(Session& session, const HdrArguments& arguments) {
+  const bool forHdr10 = !arguments.peak.empty() || !arguments.ambient.empty() || !arguments.low.empty();
+  if (forHdr10 && arguments.kind != "hdr10") throw CLI::ValidationError("--peak, --ambient and --low go with hdr10");
+  if (!arguments.hlgClass.empty() && arguments.kind != "hlg") throw CLI::ValidationError("--class goes with hlg");
+  if (arguments.kind.empty()) return;
   const uint8_t type = arguments.kind == "hdr10" ? kHdrTypeHdr10 : arguments.kind == "hlg" ? 'x' : 0;
   session.bus().write(kInteraction + 0x117, std::vector<uint8_t>{type});
   if (!arguments.peak.empty()) {
@@ -157,7 +161,7 @@ void addHdr(CLI::App& app, Session& session) {
   hdr->add_option("--low", arguments->low, "HDR10: low-grey effect");
   hdr->add_option("--class", arguments->hlgClass, "HLG: class 0..20");
   hdr->callback([&session, arguments] {
-    if (!arguments->kind.empty()) setHdr(session, *arguments);
+    setHdr(session, *arguments);
     showHdr(session);
   });
 }
@@ -172,6 +176,8 @@ void putPair(std::vector<uint8_t>& registers, size_t at, const std::vector<int>&
 }
 
 void runPattern(Session& session, const PatternArguments& arguments) {
+  const bool geometry = !arguments.pixel.empty() || !arguments.block.empty() || !arguments.first.empty();
+  if (geometry && arguments.selector.empty()) throw CLI::ValidationError("give SELECTOR with the pattern's geometry");
   if (!arguments.selector.empty()) {
     std::vector<uint8_t> registers(pattern::kBlockSize);
     registers[1] = static_cast<uint8_t>(parseNumber(arguments.selector, 255));

@@ -53,34 +53,45 @@ void showMap(const Session& session) {
   std::fflush(stdout);
 }
 
-// "YYYY-MM-DD HH:MM:SS", 2000..2099, as BCD; the daemon refuses what is no date.
+bool isDate(int year, int month, int day) {
+  return month > 0 && day > 0 &&
+         std::chrono::year_month_day(std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                                     std::chrono::day(static_cast<unsigned>(day)))
+             .ok();
+}
+
+// "YYYY-MM-DD HH:MM:SS", 2000..2099, as BCD.
 std::vector<uint8_t> parseDateTime(const std::string& text) {
   int field[6];
   char rest = 0;
   const int count = std::sscanf(text.c_str(), "%4d-%2d-%2d%*1[ T]%2d:%2d:%2d%c", &field[0], &field[1], &field[2],
                                 &field[3], &field[4], &field[5], &rest);
-  const bool good = count == 6 && field[0] >= 2000 && field[0] <= 2099 && field[1] >= 1 && field[1] <= 12 &&
-                    field[2] >= 1 && field[2] <= 31 && field[3] >= 0 && field[3] < 24 && field[4] >= 0 &&
-                    field[4] < 60 && field[5] >= 0 && field[5] < 60;
+  const bool good = count == 6 && field[0] >= 2000 && field[0] <= 2099 && isDate(field[0], field[1], field[2]) &&
+                    field[3] >= 0 && field[3] < 24 && field[4] >= 0 && field[4] < 60 && field[5] >= 0 && field[5] < 60;
   if (!good) throw CLI::ValidationError("not YYYY-MM-DD HH:MM:SS of 2000..2099: " + text);
   std::vector<uint8_t> bcd;
   for (const int value : field) bcd.push_back(static_cast<uint8_t>(value % 100 / 10 << 4 | value % 10));
   return bcd;
 }
 
-std::string readTime(Session& session) {
-  const auto bcd = session.bus().read(sendpara::kRegisterBase + sendpara::kDateTime, sendpara::kDateTimeLength);
+std::string timeText(const std::vector<uint8_t>& bcd) {
   char text[32];
   std::snprintf(text, sizeof text, "20%02x-%02x-%02x %02x:%02x:%02x", bcd[0], bcd[1], bcd[2], bcd[3], bcd[4], bcd[5]);
   return text;
+}
+
+std::string readTime(Session& session) {
+  return timeText(session.bus().read(sendpara::kRegisterBase + sendpara::kDateTime, sendpara::kDateTimeLength));
 }
 
 void showOrSetTime(Session& session, const std::vector<std::string>& words) {
   std::string wanted;
   for (const std::string& word : words) wanted += (wanted.empty() ? "" : " ") + word;
   if (!wanted.empty()) {
-    session.bus().write(sendpara::kRegisterBase + sendpara::kDateTime, parseDateTime(wanted));
-    const bool set = session.until([&] { return readTime(session).substr(0, 16) == wanted.substr(0, 16); }, 3000);
+    const auto bcd = parseDateTime(wanted);
+    session.bus().write(sendpara::kRegisterBase + sendpara::kDateTime, bcd);
+    const std::string minute = timeText(bcd).substr(0, 16);
+    const bool set = session.until([&] { return readTime(session).starts_with(minute); }, 3000);
     if (!set) throw ClientError("the daemon did not set its clock");
   }
   if (session.json) {
@@ -185,7 +196,9 @@ void addDeviceCommands(CLI::App& app, Session& session) {
   auto seconds = std::make_shared<double>(1.0);
   CLI::App* selftest = app.add_subcommand("selftest", "The FPGA bus self-test and its findings");
   selftest->add_option("STATE", *state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-  selftest->add_option("--seconds", *seconds, "how long to listen for findings")->capture_default_str();
+  selftest->add_option("--seconds", *seconds, "how long to listen for findings")
+      ->check(CLI::Range(0.0, 1e6))
+      ->capture_default_str();
   selftest->callback([&session, state, seconds] { selfTest(session, *state, *seconds); });
 }
 

@@ -4,12 +4,25 @@
 
 #include "kadctl/session.h"
 
+namespace {
+
+std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
+  std::string text = error.what();
+  const auto left = app->remaining(true);
+  if (text == "A subcommand is required" && !left.empty()) text = "there is no command " + left.front();
+  return "kadctl: " + text + "\nkadctl --help and kadctl COMMAND --help tell more.\n";
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   CLI::App app("Asks and sets a kadrend device over its bus", "kadctl");
   kadctl::Session session;
   app.add_option("-b,--board", session.board, "the board's directory")->envname("KADREND_BOARD")->capture_default_str();
   app.add_flag("--json", session.json, "output for programs");
+  app.set_version_flag("--version", "kadctl " KADCTL_VERSION);
   app.require_subcommand(1);
+  app.failure_message(usageMessage);
   app.fallthrough();
   kadctl::addRegisterCommands(app, session);
   kadctl::addScreenCommands(app, session);

@@ -1,9 +1,11 @@
 // read, write, card: plain register access.
+#include <algorithm>
 #include <iostream>
 #include <map>
 
 #include "kadctl/session.h"
 #include "kadctl/text.h"
+#include "proto/registermap.h"
 
 namespace kadctl {
 
@@ -22,9 +24,20 @@ void showBytes(const Session& session, uint32_t address, TIRK_MCUC::Bytes bytes)
   }
 }
 
+// The daemon answers a request to a register that no space holds with ack 0, unchanged.
+void requireSpace(uint32_t address, const Target& target) {
+  if (target.deviceType != TIRK_MCUC::kDeviceSendCard) return;
+  const auto map = TIRK_MCUC::registerMap();
+  const bool held = std::any_of(map.begin(), map.end(),
+                                [address](const auto& entry) { return (address & entry.mask) == entry.base; });
+  if (!held) throw ClientError("no register space holds " + hexNumber(address) + " (kadctl map lists them)");
+}
+
 void readRegisters(Session& session, const std::string& address, const std::string& length, const Target& target) {
   const uint32_t at = parseNumber(address);
-  showBytes(session, at, session.bus().read(at, static_cast<uint16_t>(parseNumber(length, 0xFFFF)), target));
+  const auto data = session.bus().read(at, static_cast<uint16_t>(parseNumber(length, 0xFFFF)), target);
+  requireSpace(at, target);
+  showBytes(session, at, data);
 }
 
 void writeRegisters(Session& session, const std::string& address, const std::vector<std::string>& hex,
@@ -32,6 +45,7 @@ void writeRegisters(Session& session, const std::string& address, const std::vec
   const uint32_t at = parseNumber(address);
   const auto data = parseHex(hex);
   session.bus().write(at, data, target);
+  requireSpace(at, target);
   if (session.json) std::cout << nlohmann::json{{"address", at}, {"written", data.size()}} << "\n";
 }
 

@@ -1,7 +1,9 @@
 #include "kadctl/registernames.h"
 
+#include <bit>
 #include <cstdio>
 
+#include "kadctl/text.h"
 #include "proto/sendparameter.h"
 
 namespace kadctl {
@@ -15,7 +17,8 @@ std::string portsOf(uint32_t mask, unsigned first, const char* word) {
   for (unsigned bit = 0; bit < 16; ++bit) {
     if ((mask >> bit & 1) != 0) ports += " " + std::to_string(first + bit);
   }
-  return ports.empty() ? std::string("no port ") + word : "ports" + ports + " " + word;
+  if (ports.empty()) return std::string("no port ") + word;
+  return (std::popcount(mask) == 1 ? "port" : "ports") + ports + " " + word;
 }
 
 std::string rolesOf(Bytes value, unsigned first) {
@@ -49,7 +52,7 @@ std::string hexByte(Bytes value) {
   return text;
 }
 std::string percentOf(Bytes value) {
-  return value.empty() ? "" : std::to_string(value[0] * 100 / 255) + " %";
+  return value.empty() ? "" : brightnessText(value[0]);
 }
 std::string roleOf(Bytes value) {
   return value.empty() ? "" : value[0] == 0xA5 ? "slave" : "master";

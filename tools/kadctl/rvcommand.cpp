@@ -113,8 +113,17 @@ void putFiles(Session& session, const std::vector<std::string>& names) {
   }
 }
 
+// How many files the controller holds; an erased header names none.
+uint32_t storedFiles(Session& session) {
+  const uint8_t count = session.bus().read(kHeader, kHeaderEntry).at(1);
+  return count <= kMostFiles ? count : 0;
+}
+
 void replay(Session& session, const std::string& text) {
-  const uint32_t number = parseNumber(text, 31);
+  const uint32_t number = parseNumber(text, kMostFiles - 1);
+  if (const uint32_t count = storedFiles(session); number >= count) {
+    throw ClientError("there is no file " + text + ": the controller holds " + std::to_string(count));
+  }
   session.bus().write(kReplay + number, std::vector<uint8_t>{1});
   size_t ticks = 0;
   session.barrier(600000, [&] {
@@ -138,7 +147,7 @@ void addRvCommand(CLI::App& app, Session& session) {
   put->callback([&session, files] { putFiles(session, *files); });
   auto number = std::make_shared<std::string>();
   CLI::App* replaying = rv->add_subcommand("replay", "Send a stored file to every receiving card");
-  replaying->add_option("N", *number, "file number 0..31")->required();
+  replaying->add_option("N", *number, "file number 0..15")->required();
   replaying->callback([&session, number] { replay(session, *number); });
 }
 

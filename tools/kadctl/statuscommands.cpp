@@ -105,15 +105,14 @@ struct Status {
     std::printf("restore        %s\n", restored() ? "parameters are in the FPGA" : "the FPGA holds no wall");
     std::printf("screen         %s\n", wall.empty() ? "none laid out" : wallSummary(wall).c_str());
     std::printf("configuration  %s, %u since start\n", configurationName(configuration), counter);
-    std::printf("brightness     %s\n",
-                brightness ? (std::to_string(*brightness) + " of 255").c_str() : "no card answers");
+    std::printf("brightness     %s\n", brightness ? brightnessText(*brightness).c_str() : "no card answers");
     std::printf("links          ports %s\n", portList(wall, [](const WallPort& p) { return p.linked; }).c_str());
     std::printf("redundancy     mask 0x%04X\n", redundancy());
     std::printf("fibre          state 0x%02X, ports behind fibre 1 0x%04X, fibre 2 0x%04X\n",
                 fpga[sendpara::kFiberLink], fibre(0), fibre(1));
     std::printf("backup ports   %s\n", portList(wall, [](const WallPort& p) { return p.backup; }).c_str());
     for (const WallPort& port : wall.ports) {
-      if (port.repeats < 0 && !port.cards.empty()) std::printf("               %s\n", portSummary(port).c_str());
+      if (port.carries()) std::printf("               %s\n", portSummary(port).c_str());
     }
     std::fflush(stdout);
   }
@@ -186,8 +185,8 @@ void addStatusCommands(CLI::App& app, Session& session) {
   watching->add_option("--as", arguments->as, "the peer whose reports are shown")
       ->check(CLI::IsMember({"qxt", "wpr", "frelld"}))
       ->capture_default_str();
-  watching->add_option("--count", arguments->count, "end after so many reports");
-  watching->add_option("--seconds", arguments->seconds, "end after so many seconds");
+  watching->add_option("--count", arguments->count, "end after so many reports")->check(CLI::Range(1, 1'000'000));
+  watching->add_option("--seconds", arguments->seconds, "end after so many seconds")->check(CLI::Range(0.001, 1e6));
   watching->callback([&session, arguments] { watch(session, *arguments); });
 }
 

@@ -66,4 +66,8 @@ std::string hexDump(uint32_t address, TIRK_MCUC::Bytes bytes) {
   return out;
 }
 
+std::string brightnessText(uint8_t value) {
+  return std::to_string(value) + " (" + std::to_string((value * 100 + 127) / 255) + " %)";
+}
+
 }  // namespace kadctl

@@ -17,6 +17,7 @@ std::vector<uint8_t> parseHex(const std::vector<std::string>& words);
 
 std::string hexText(TIRK_MCUC::Bytes bytes);  // "0a0b"
 std::string hexNumber(uint32_t value);        // "0x02000024"
+std::string brightnessText(uint8_t value);    // "102 (40 %)"
 // Lines of an address, 16 bytes and their characters.
 std::string hexDump(uint32_t address, TIRK_MCUC::Bytes bytes);
 

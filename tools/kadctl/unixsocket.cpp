@@ -48,7 +48,8 @@ int Descriptor::release() {
 
 Descriptor openDirectory(const std::string& path) {
   Descriptor fd(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (fd.get() < 0) throw ClientError("no board at " + path + ": " + std::strerror(errno));
+  if (fd.get() < 0)
+    throw ClientError("no board at " + path + " (" + std::strerror(errno) + "): start kadrend, or name it with -b");
   return fd;
 }
 

@@ -35,12 +35,24 @@ bool isLinked(const std::vector<uint8_t>& fpgaBytes, unsigned port) {
          ((readWord(fibers) | readWord(fibers + 2)) >> port & 1) != 0;
 }
 
+// What the configuration leaves out the device describes as one card at the origin. Behind a port without link, and
+// below another port's card, that is no card.
+void markUnused(std::array<WallPort, Wall::kPorts>& ports) {
+  constexpr WallCard kOrigin{};
+  const bool covered = std::any_of(ports.begin(), ports.end(), [&](const WallPort& port) {
+    return port.cards.size() > 1 && std::find(port.cards.begin(), port.cards.end(), kOrigin) != port.cards.end();
+  });
+  for (WallPort& port : ports) {
+    port.unused = covered && !port.linked && port.cards.size() == 1 && port.cards[0] == kOrigin;
+  }
+}
+
 void markRepeats(std::array<WallPort, Wall::kPorts>& ports) {
   for (WallPort& port : ports) {
     for (WallPort& earlier : ports) {
       if (earlier.number >= port.number) break;
-      const bool same = earlier.repeats < 0 && !port.cards.empty() && earlier.cards == port.cards &&
-                        earlier.x == port.x && earlier.y == port.y;
+      const bool same = earlier.carries() && !port.unused && earlier.cards == port.cards && earlier.x == port.x &&
+                        earlier.y == port.y;
       if (!same) continue;
       port.repeats = static_cast<int>(earlier.number);
       earlier.repeated.push_back(port.number);
@@ -81,6 +93,7 @@ Wall Wall::read(BusClient& bus) {
       port.cards.push_back({port.x + readWord(entries.data() + 4 * i), port.y + readWord(entries.data() + 4 * i + 2)});
     }
   }
+  markUnused(wall.ports);
   markRepeats(wall.ports);
   return wall;
 }
@@ -91,7 +104,7 @@ bool Wall::empty() const {
 
 size_t Wall::cardCount() const {
   size_t count = 0;
-  for (const WallPort& port : ports) count += port.repeats < 0 ? port.cards.size() : 0;
+  for (const WallPort& port : ports) count += port.carries() ? port.cards.size() : 0;
   return count;
 }
 
@@ -115,14 +128,9 @@ nlohmann::json Wall::toJson() const {
   nlohmann::json out{{"width", width},           {"height", height},     {"cardWidth", cardWidth},
                      {"cardHeight", cardHeight}, {"cards", cardCount()}, {"ports", nlohmann::json::array()}};
   for (const WallPort& port : ports) {
-    nlohmann::json entry{{"port", port.number},
-                         {"x", port.x},
-                         {"y", port.y},
-                         {"width", port.width},
-                         {"height", port.height},
-                         {"linked", port.linked},
-                         {"backup", port.backup},
-                         {"cards", nlohmann::json::array()},
+    nlohmann::json entry{{"port", port.number},      {"x", port.x},           {"y", port.y},
+                         {"width", port.width},      {"height", port.height}, {"linked", port.linked},
+                         {"backup", port.backup},    {"unused", port.unused}, {"cards", nlohmann::json::array()},
                          {"repeated", port.repeated}};
     if (port.repeats >= 0) entry["repeats"] = port.repeats;
     for (const WallCard& card : port.cards) entry["cards"].push_back({card.x, card.y});

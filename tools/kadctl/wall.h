@@ -23,7 +23,10 @@ struct WallPort {
   bool backup = false;                      // its role byte says so
   int repeats = -1;                         // the port whose part of the screen it carries too, or -1
   std::vector<unsigned> repeated;           // ports that repeat this one
+  bool unused = false;                      // left out of the configuration, see markUnused
 
+  // Whether it carries a part of the screen that no earlier port carries.
+  bool carries() const { return repeats < 0 && !unused && !cards.empty(); }
   bool operator==(const WallPort&) const = default;
 };
 inline bool operator==(const WallCard& a, const WallCard& b) {
@@ -40,7 +43,7 @@ struct Wall {
   // Reads the wall. Throws ClientError; empty() when no screen has been laid out.
   static Wall read(BusClient& bus);
   bool empty() const;
-  size_t cardCount() const;  // cards of the ports that repeat no other
+  size_t cardCount() const;  // cards of the ports that carry a part of their own
   // Right and bottom edge of everything that is drawn.
   int right() const;
   int bottom() const;

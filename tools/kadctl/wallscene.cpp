@@ -115,7 +115,7 @@ class WallPainter {
 void paintLegend(const Wall& wall, double top, Scene& scene) {
   double y = top;
   for (const WallPort& port : wall.ports) {
-    if (port.repeats >= 0 || port.cards.empty()) continue;
+    if (!port.carries()) continue;
     scene.shapes.push_back(Rectangle{kMargin, y - 11, 16, 13, portColour(port.number, port.linked ? 0.80 : 0.94),
                                      portColour(port.number, 0.30), 1.5, !port.linked});
     scene.shapes.push_back(Label{kMargin + 26, y, 13, portSummary(port), kInk});
@@ -130,7 +130,7 @@ void paintLegend(const Wall& wall, double top, Scene& scene) {
 
 size_t legendRows(const Wall& wall) {
   size_t rows = 1;
-  for (const WallPort& port : wall.ports) rows += port.repeats < 0 && !port.cards.empty() ? 1 : 0;
+  for (const WallPort& port : wall.ports) rows += port.carries() ? 1 : 0;
   return rows;
 }
 
@@ -166,7 +166,7 @@ std::string portSummary(const WallPort& port) {
 
 std::string wallSummary(const Wall& wall) {
   size_t ports = 0;
-  for (const WallPort& port : wall.ports) ports += port.repeats < 0 && !port.cards.empty() ? 1 : 0;
+  for (const WallPort& port : wall.ports) ports += port.carries() ? 1 : 0;
   return std::to_string(wall.width) + " x " + std::to_string(wall.height) + " pixels, " +
          plural(wall.cardCount(), "card") + " of " + std::to_string(wall.cardWidth) + " x " +
          std::to_string(wall.cardHeight) + " on " + plural(ports, "port");
@@ -179,8 +179,9 @@ Scene drawWall(const Wall& wall) {
   const double scale = std::min(kLargestWidth / right, kLargestHeight / bottom);
   const Placing placing{scale, kMargin, kMargin + kTitleHeight};
   const double legendTop = placing.top + bottom * scale + 32;
-  scene.width = std::max(right * scale, kSmallestWidth) + 2 * kMargin;
-  scene.height = legendTop + static_cast<double>(legendRows(wall)) * kLegendRow;
+  // Whole pixels, so that the paper covers the last row and column of an image.
+  scene.width = std::ceil(std::max(right * scale, kSmallestWidth) + 2 * kMargin);
+  scene.height = std::ceil(legendTop + static_cast<double>(legendRows(wall)) * kLegendRow);
   scene.shapes.push_back(Rectangle{0, 0, scene.width, scene.height, kPaper, kPaper, 0});
   scene.shapes.push_back(Label{kMargin, kMargin + 12, 17, wallSummary(wall), kInk, false, true});
   scene.shapes.push_back(
@@ -189,7 +190,7 @@ Scene drawWall(const Wall& wall) {
   // What has no link lies below what has.
   for (const bool linked : {false, true}) {
     for (const WallPort& port : wall.ports) {
-      if (port.repeats < 0 && !port.cards.empty() && port.linked == linked) painter.paintPort(port);
+      if (port.carries() && port.linked == linked) painter.paintPort(port);
     }
   }
   paintLegend(wall, legendTop, scene);

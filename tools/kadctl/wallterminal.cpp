@@ -28,7 +28,7 @@ Grid makeGrid(const Wall& wall) {
   Grid grid;
   for (const bool linked : {false, true}) {
     for (const WallPort& port : wall.ports) {
-      if (port.repeats >= 0 || port.linked != linked) continue;
+      if (!port.carries() || port.linked != linked) continue;
       for (size_t i = 0; i < port.cards.size(); ++i) {
         const WallCard& card = port.cards[i];
         Cell cell{port.number, 0, i == 0, i + 1 == port.cards.size()};
@@ -71,6 +71,14 @@ std::string cellText(const Cell& cell, int width) {
   return text + ((cell.directions & kRight) != 0 ? "─" : " ");
 }
 
+std::string unusedText(const Wall& wall) {
+  std::string ports;
+  for (const WallPort& port : wall.ports) {
+    if (port.unused) ports += " " + std::to_string(port.number);
+  }
+  return ports.empty() ? "" : "  not used: port" + ports + "\n";
+}
+
 std::string background(unsigned port) {
   const Colour colour = portColour(port, 0.80);
   const auto level = [](double value) { return std::to_string(std::lround(255 * value)); };
@@ -101,13 +109,14 @@ std::string toTerminal(const Wall& wall, bool colour, int columns) {
       const std::string text = step > 1 ? std::to_string(found->second.port % 10) : cellText(found->second, width);
       line += colour ? background(found->second.port) + text + "\033[0m" : text;
     }
-    out += line + "\n";
+    out += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
   }
   out += "\n";
   for (const WallPort& port : wall.ports) {
-    if (port.repeats >= 0 || port.cards.empty()) continue;
+    if (!port.carries()) continue;
     out += "  " + (colour ? background(port.number) + "   \033[0m " : std::string()) + portSummary(port) + "\n";
   }
+  out += unusedText(wall);
   out += std::string("  ") + (width == 1 ? "a digit: first card of that port" : "● first card") +
          ", ■ last card of a port\n";
   if (step > 1) out += "  one character stands for " + std::to_string(step) + " x " + std::to_string(step) + " cards\n";
