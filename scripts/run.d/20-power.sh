@@ -6,8 +6,7 @@ show_wall_again() {
   done
   show layout
 }
-kill -9 $daemon
-wait $daemon 2>/dev/null || true
+{ kill -9 $daemon && wait $daemon; } 2>/dev/null || true
 start_daemon
 show_wall_again
 show monitor reboot
