@@ -1,0 +1,128 @@
+// A datagram through envelope, decode, dispatch, reply and the worker's handler, on a daemon that has served all the
+// inputs before it: every frame that decodes gets one reply, whose lengths and checksum are right (the board checks
+// them as it is sent), nothing stays queued, and no input takes more than 50 ms.
+//
+// Input: options (1), then the frame from its fourth byte on: labels, source, destination, device type, port, board
+// (2), code, reserved, register address (4), valid data length (2), data. Tag, ack and checksum are put in.
+#include <algorithm>
+#include <vector>
+
+#include "proto/data_common.h"
+#include "support/daemon.h"
+#include "support/input.h"
+#include "support/verdict.h"
+
+namespace {
+
+using namespace fuzz;
+using namespace TIRK_MCUC;
+
+enum Option : uint8_t {
+  kAsItIs = 0x01,         // the bytes are the whole datagram, envelope and all
+  kWrongChecksum = 0x02,  // not repaired
+  kPeerDaemon = 0x08,     // the sender is the screen-management daemon
+  kRawLength = 0x10,      // the frame's length field stays as it is, whatever it carries
+  kCycles = 0x20,         // then two cycles: what settles in one is computed in the next
+};
+
+// These options, with cycles or without: the data are repeated up to the length that the frame says. Few inputs have
+// them, so that long messages do not take all the time.
+constexpr uint8_t kStretched = 0xC4;
+constexpr size_t kFields = 15;  // of the header, from the labels on
+
+std::vector<uint8_t> frameOf(uint8_t options, Input& input) {
+  std::vector<uint8_t> frame(kFrameHeaderLength);
+  DWT_RENCWD(frame.data(), PROTOCOL_HEADER_TAG_REQUEST);
+  const auto header = input.bytes(kFields);
+  std::copy(header.begin(), header.end(), frame.begin() + 3);
+  const auto data = input.rest();
+  frame.insert(frame.end(), data.begin(), data.end());
+  const size_t stated = readWord(&frame[16]);
+  if ((options & ~kCycles) == kStretched && !data.empty()) {
+    frame.resize(std::max(frame.size(), kFrameHeaderLength + stated));
+    for (size_t at = kFrameHeaderLength + data.size(); at < frame.size(); at += data.size()) {
+      std::copy_n(data.begin(), std::min(data.size(), frame.size() - at), frame.begin() + static_cast<ptrdiff_t>(at));
+    }
+  }
+  const size_t carried = frame.size() - kFrameHeaderLength;
+  const bool write = frame[10] == kCodeWrite;
+  if (write && (options & kRawLength) == 0) DWT_ENCWD(&frame[16], static_cast<uint16_t>(carried));
+  frame.resize(std::min<size_t>(frame.size(), TP_RECV_BUFFER_LENGTH - 2) + 2);
+  uint16_t sum = 0;
+  MCUCMsg::CaculCheckout(frame.data(), 2, static_cast<int>(frame.size()) - 4, sum);
+  DWT_ENCWD(&frame[frame.size() - 2], static_cast<uint16_t>(sum + ((options & kWrongChecksum) != 0 ? 1 : 0)));
+  return frame;
+}
+
+std::vector<uint8_t> datagramOf(uint8_t options, Input& input) {
+  if ((options & kAsItIs) != 0) {
+    const auto bytes = input.rest();
+    return {bytes.begin(), bytes.end()};
+  }
+  const auto frame = frameOf(options, input);
+  ipcHeaderInfo head;
+  head.uiid = (options & kPeerDaemon) != 0 ? taskIdentifier(kTaskQxt) : kClientTask;
+  head.size = static_cast<uint32_t>(frame.size());
+  head.smallLabel = 1;
+  head.largeLabel = kLargeLabelFrame;
+  head.payloadLength = static_cast<uint32_t>(frame.size());
+  std::vector<uint8_t> out(kEnvelopeLength);
+  head.encode(MutableBytes(out).first<kEnvelopeLength>());
+  out.insert(out.end(), frame.begin(), frame.end());
+  return out;
+}
+
+// The frame that the daemon has to answer; empty when it may not.
+Bytes acceptedFrame(Bytes datagram) {
+  if (datagram.size() < kEnvelopeLength) return {};
+  const auto head = ipcHeaderInfo::decode(datagram.first<kEnvelopeLength>());
+  if (head.largeLabel != kLargeLabelFrame || head.smallLabel > 1) return {};
+  if (head.payloadLength > datagram.size() - kEnvelopeLength || head.payloadLength > TP_RECV_BUFFER_LENGTH) return {};
+  const Bytes frame = datagram.subspan(kEnvelopeLength, head.payloadLength);
+  if (frame.size() < kShortestFrame) return {};
+  if (frame[10] == kCodeWrite && readWord(&frame[16]) > frame.size() - kShortestFrame) return {};
+  return frame;
+}
+
+// Reads at these two offsets measure the bus with 655 350 transfers: that is what they are for.
+bool measuresTheBus(Bytes frame) {
+  const uint32_t address = readDword(&frame[12]);
+  const uint32_t offset = address & 0xFFFF;
+  return frame[6] == kDeviceSendCard && frame[10] == kCodeRead && address >> 16 == 0x0300 &&
+         (offset == 0x1EE || offset == 0x1EF);
+}
+
+void checkReply(Bytes reply, Bytes request) {
+  require(std::equal(request.begin() + 3, request.begin() + 8, reply.begin() + 3), "the reply is to this request");
+  require(reply[10] == request[10], "the reply has the request's code");
+  if (request[10] != kCodeRead) return;
+  require(reply.size() <= size_t{kShortestFrame} + readWord(&request[16]), "a read returns what was asked for");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Daemon& daemon = Daemon::instance();
+  Input input(data, size);
+  const uint8_t options = input.byte();
+  const auto datagram = datagramOf(options, input);
+  const Bytes frame = acceptedFrame(datagram);
+  if (!frame.empty() && measuresTheBus(frame)) return -1;
+  const InputTimer timer;
+  if (datagram.size() >= kEnvelopeLength) {
+    daemon.board().expectReply(ipcHeaderInfo::decode(Bytes(datagram).first<kEnvelopeLength>()));
+  }
+  daemon.deliver(datagram);
+  // An envelope that the fuzzer made may look like that of a report.
+  const size_t replies =
+      (options & kAsItIs) != 0 ? std::min<size_t>(daemon.board().replies, 1) : daemon.board().replies;
+  require(frame.empty() || replies == 1, "every request gets one reply");
+  if (!frame.empty()) checkReply(daemon.board().lastReply, frame);
+  require(daemon.idle(), "what was queued is applied");
+  if ((options & kCycles) != 0) {
+    daemon.cycle();
+    daemon.cycle();
+  }
+  daemon.serveAgain();
+  return 0;
+}
