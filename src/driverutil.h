@@ -94,7 +94,7 @@ class DriverUtil {
 
   char para_file[100] = {};
   std::atomic<bool> FpgaDownFlg{false};
-  CMutexThreadRecursive m_mutex_read;
+  CMutexThreadRecursive m_mutex_read{LockRank::driver};
 };
 
 // The command that prints the FPGA's configuration state.

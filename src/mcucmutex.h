@@ -1,10 +1,11 @@
 // The daemon's mutexes. Any thread.
 //
-// Lock order, outermost first: StubUtil::m_stubMenux, the work-queue list, Tprocess_ctl::m_mutex, Data_Global::m_mutex,
-// the brightness class's mutex, the driver's read mutex, the trace mutex (a leaf).
+// Each has its place in the lock order (lockorder.h), and builds with assertions end the process where it is broken.
 #pragma once
 
 #include <pthread.h>
+
+#include "lockorder.h"
 
 namespace TIRK_MCUC {
 
@@ -17,25 +18,28 @@ class CMutexThreadBase {
 
   void Lock();
   void UnLock();
-  bool TryLock();  // true: locked
+  bool TryLock();  // true: locked; out of order too, since it does not wait
 
   pthread_mutex_t* native() { return &m_mutex; }  // for a condition variable
 
  protected:
-  explicit CMutexThreadBase(int type);
+  CMutexThreadBase(int type, LockRank rank);
 
  private:
   pthread_mutex_t m_mutex;
+#ifndef NDEBUG
+  const LockRank m_rank;
+#endif
 };
 
 class CMutexThreadRecursive : public CMutexThreadBase {
  public:
-  CMutexThreadRecursive() : CMutexThreadBase(PTHREAD_MUTEX_RECURSIVE) {}
+  explicit CMutexThreadRecursive(LockRank rank = LockRank::leaf) : CMutexThreadBase(PTHREAD_MUTEX_RECURSIVE, rank) {}
 };
 
 class CMutexThread : public CMutexThreadBase {
  public:
-  CMutexThread() : CMutexThreadBase(PTHREAD_MUTEX_NORMAL) {}
+  explicit CMutexThread(LockRank rank = LockRank::leaf) : CMutexThreadBase(PTHREAD_MUTEX_NORMAL, rank) {}
 };
 
 // Locks for a scope; UnLock and Lock release and take the mutex again before its end.

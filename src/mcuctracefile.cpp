@@ -23,7 +23,7 @@ namespace {
 constexpr unsigned long kBytesPerLine = 1024;
 
 CMutexThreadRecursive& traceMutex() {
-  static NoDestroy<CMutexThreadRecursive> mutex;
+  static NoDestroy<CMutexThreadRecursive> mutex(LockRank::trace);
   return mutex.get();
 }
 

@@ -106,7 +106,7 @@ int InputSource::selectedGroup(uint8_t inputSourceByte) {
 }
 
 void InputSource::InputBoardInit() {
-  const std::lock_guard guard(m_mutex);
+  const CMutexGuardT guard(m_mutex);
   input_board_detect();
   source_info_init();
   source_edid_init();
@@ -187,7 +187,7 @@ const source_t* InputSource::GetSourceByGroup(int group) const {
 }
 
 void InputSource::EDIDSetByMode(int group, uint16_t h, uint16_t v, uint16_t r) {
-  const std::lock_guard guard(m_mutex);
+  const CMutexGuardT guard(m_mutex);
   setByMode(group, {h, v, r});
 }
 
@@ -219,7 +219,7 @@ void InputSource::setByMode(int group, const VideoMode& mode) {
 }
 
 void InputSource::EDIDCommStorage(int group, const uint8_t* edid, int length) {
-  const std::lock_guard guard(m_mutex);
+  const CMutexGuardT guard(m_mutex);
   if (group < 0 || group >= kInputGroups || ResT_verify_EDID(edid, length) == 0) {
     TRACE_ERROR("=== EDIDCommStorage ===invalid EDID for group " << group << ", nothing changed");
     return;
@@ -249,7 +249,7 @@ void InputSource::EDIDCommStorage(int group, const uint8_t* edid, int length) {
 }
 
 int InputSource::ReadEDIDInfo(int group, uint8_t out[256]) {
-  const std::lock_guard guard(m_mutex);
+  const CMutexGuardT guard(m_mutex);
   const source_t* source = GetSourceByGroup(group);
   if (source == nullptr) {
     TRACE_ERROR("=== ReadEDIDInfo ===no input in group " << group);

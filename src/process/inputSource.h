@@ -6,9 +6,9 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 
 #include "llinput.h"
+#include "mcucmutex.h"
 #include "process/edid.h"
 
 namespace TIRK_MCUC {
@@ -79,7 +79,7 @@ class InputSource {
   bool readStoredModes();
   void setByMode(int group, const VideoMode& mode);
 
-  std::mutex m_mutex;
+  CMutexThread m_mutex{LockRank::inputs};
   std::array<input_board_t, kInputBoards> _board{};
   int m_boardCount = 0;
   InSetPara_T InSetPara;

@@ -57,7 +57,7 @@ class Tprocess_ctl {
   void SendNetLinktoQXT9_16();
   void RebootAfterRF();  // the deferred reboot and factory reset
 
-  CMutexThreadRecursive m_mutex;  // serialises handlers with the flag thread's calculations
+  CMutexThreadRecursive m_mutex{LockRank::process};  // serialises handlers with the flag thread's calculations
   std::atomic<uint8_t> SocuerTrp{0};
   std::atomic<bool> apipc_connect_status{false};
   std::atomic<bool> OptToNetEnableOnce{false};

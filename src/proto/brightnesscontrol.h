@@ -109,7 +109,7 @@ class BrightnessControl {
   // In steps of 1 with a pause each, when gradual changes are on; ends where it is when a mode (re)starts in between.
   void SmartAdjustGlobalBrightness(uint8_t CurrentBri, uint8_t TargetBri, unsigned long DelayMs, Guard& guard);
 
-  CMutexThreadRecursive m_mutex;
+  CMutexThreadRecursive m_mutex{LockRank::brightness};
   uint32_t m_restarts = 0;  // how often a mode was (re)started or switched off: what waits without the mutex compares
 
   // The table as last written, and the block being received.

@@ -81,7 +81,7 @@ class Data_Global {
   Data_Global& operator=(const Data_Global&) = delete;
 
   // --- Members, in the order of the device's documents.
-  mutable CMutexThreadRecursive m_mutex;       // first: the mirrors refer to it
+  mutable CMutexThreadRecursive m_mutex{LockRank::store};  // first: the mirrors refer to it
   std::atomic<uint8_t> NormalBackupStatus{0};  // 0: device role is 0x5A or 0xA5; else spare linked ports become backups
   std::atomic<uint8_t> PbufMorSMode{0};        // 1: slave device
   std::atomic<uint8_t> LinkButError{0};

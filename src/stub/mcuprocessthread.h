@@ -56,7 +56,7 @@ class McuProcessThread : public std::enable_shared_from_this<McuProcessThread> {
   unsigned long m_hMcuProcessThread = 0;
   std::atomic<bool> m_bExitMcuProcessThread{false};
   int32_t m_iStatus = 0;
-  CMutexThreadRecursive m_processLstMenux;  // guards the list; not held while a handler runs
+  CMutexThreadRecursive m_processLstMenux{LockRank::workQueue};  // guards the list; not held while a handler runs
   CCondition m_workArrived;
   CCondition m_roomArrived;
   std::list<std::unique_ptr<MCUProcessDataBlock>> m_messageList;

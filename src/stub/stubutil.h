@@ -55,7 +55,7 @@ class StubUtil {
   std::shared_ptr<McuIMDThread> peerLink();    // null before creatIMDComm
   std::shared_ptr<McuProcessThread> worker();  // null before creatProcess
 
-  CMutexThread m_stubMenux;
+  CMutexThread m_stubMenux{LockRank::request};
   CMutexThread m_wiringMutex;  // guards the three pointers, m_held and m_workerFailed; a leaf but for the trace
   std::shared_ptr<McuIMDThread> m_McuIMDThreadPtr;
   std::shared_ptr<McuProcessThread> m_McuProcessThreadPtr;
