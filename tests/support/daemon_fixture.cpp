@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -61,7 +62,8 @@ void DaemonTest::start() {
   std::string own = variable;
   environment.push_back(own.data());
   environment.push_back(nullptr);
-  std::string program = KADREND_DAEMON;
+  const char* other = std::getenv("KADREND_DAEMON");
+  std::string program = other != nullptr ? other : KADREND_DAEMON;
   std::string option = m_option;
   char* arguments[] = {program.data(), option.empty() ? nullptr : option.data(), nullptr};
   posix_spawn_file_actions_t actions;

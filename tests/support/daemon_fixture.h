@@ -1,4 +1,5 @@
 // The whole daemon in a process of its own on a temporary virtual board, with verbs for frames and the monitor console.
+// KADREND_DAEMON in the environment names another build of the daemon, one with a sanitizer for example.
 #pragma once
 
 #include <gtest/gtest.h>
