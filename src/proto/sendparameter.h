@@ -1,5 +1,5 @@
 // The bytes of the feature block SendParameterReg, in order. Index = FPGA bus register address = register address minus
-// 0x02000000. Multi-byte values are little-endian.
+// 0x02000000. Multi-byte values are little-endian. A comment begins with the form of what is more than one byte.
 #pragma once
 
 #include <array>
@@ -30,26 +30,26 @@ constexpr size_t kReported4A = 0x4A;        // reported to the display daemon; c
 constexpr size_t kSpecialRead4B = 0x4B;     // a one-byte read of it is a notice
 constexpr size_t kPortBlocks0To3 = 0x51;    // 4 x 9 bytes: width, height, offset X, offset Y (u16 each), one spare
 constexpr size_t kLowDelay = 0x74;          // low-delay switch
-constexpr size_t kSignX = 0x91;             // FPGA only: sign word of the display offset X
-constexpr size_t kRoles4To7 = 0x98;
-constexpr size_t kCorrection = 0x9C;  // correction switch
-constexpr size_t kDeviceRole = 0x9D;  // 0xA5 slave, 0x5A master
-constexpr size_t kRedundancy4To7 = 0x9E;
-constexpr size_t kCopperLink4To7 = 0x9F;
-constexpr size_t kSignY = 0xAC;  // FPGA only: sign word of the display offset Y
-constexpr size_t kPortBlocks4To7 = 0xB1;
+constexpr size_t kSignX = 0x91;             // u16, FPGA only: sign word of the display offset X
+constexpr size_t kRoles4To7 = 0x98;         // 4 x u8, master/slave bytes of ports 4..7
+constexpr size_t kCorrection = 0x9C;        // correction switch
+constexpr size_t kDeviceRole = 0x9D;        // 0xA5 slave, 0x5A master
+constexpr size_t kRedundancy4To7 = 0x9E;    // redundancy state of ports 4..7
+constexpr size_t kCopperLink4To7 = 0x9F;    // copper link of ports 4..7, low nibble
+constexpr size_t kSignY = 0xAC;             // u16, FPGA only: sign word of the display offset Y
+constexpr size_t kPortBlocks4To7 = 0xB1;    // 4 x 9 bytes, as those of ports 0..3
 constexpr size_t kFlushFileSystems = 0xD4;  // a write of it flushes the file systems
-constexpr size_t kRoles8To15 = 0x100;       // 8 x u8
-constexpr size_t kRedundancy8To15 = 0x120;  // 2 bytes
-constexpr size_t kCopperLink8To15 = 0x126;  // 2 bytes, low nibbles
-constexpr size_t kPortBlocks8To15 = 0x131;  // 8 x 9 bytes
+constexpr size_t kRoles8To15 = 0x100;       // 8 x u8, master/slave bytes of ports 8..15
+constexpr size_t kRedundancy8To15 = 0x120;  // 2 bytes, redundancy state of ports 8..15
+constexpr size_t kCopperLink8To15 = 0x126;  // 2 bytes, copper link of ports 8..15, low nibbles
+constexpr size_t kPortBlocks8To15 = 0x131;  // 8 x 9 bytes, as those of ports 0..3
 constexpr size_t kInputSource = 0x1A5;      // 97 input 0, 98 input 1, 80 input 2
 constexpr size_t kFiberLink = 0x1D7;        // optical link state
 constexpr size_t kInput4K = 0x1D8;          // 4K input switch
 constexpr size_t kOpticalMode = 0x1DA;      // optical port mode; fibre redundancy and copy state
 constexpr size_t kOutputSwitch = 0x1DE;     // 0x00 output closed, 0x5A after the boot restore
 constexpr size_t kOptToNet = 0x1DF;         // arms the one-shot optical-to-network enable
-constexpr size_t kFiberToNet = 0x1E0;       // 2 bytes: fibre-to-net state
+constexpr size_t kFiberToNet = 0x1E0;       // 2 bytes, fibre-to-net state
 constexpr size_t kHighSpeed = 0x1E9;        // high-speed correction switch
 constexpr size_t kHdrMark = 0x1EA;          // 0x58 while an HDR table is loaded
 constexpr size_t kScreenWidth = 0x1EC;      // u16 screen width
@@ -94,16 +94,16 @@ constexpr auto PortParaYOffsetIndex = portFieldIndexes(kBlockOffsetY);
 // The bytes of the screen record ScreenParaReg. Index = register address minus 0x02100000.
 namespace TIRK_MCUC::screenpara {
 
-constexpr size_t kKind = 0;        // 1 calculated, 3 otherwise
-constexpr size_t kValid = 1;       // 0x55 when the record is valid
-constexpr size_t kOffsetX = 2;     // u16 display offset X of the bypass mode
-constexpr size_t kOffsetY = 4;     // u16 display offset Y of the bypass mode
-constexpr size_t kCardWidth = 6;   // u16
-constexpr size_t kCardHeight = 8;  // u16
-constexpr size_t kRows = 10;       // rows of cards, low byte
-constexpr size_t kColumns = 11;    // columns of cards, low byte
-constexpr size_t kConnectMode = 12;
-constexpr size_t kCardsPerPort = 13;  // u16
+constexpr size_t kKind = 0;           // 1 calculated, 3 otherwise
+constexpr size_t kValid = 1;          // 0x55 when the record is valid
+constexpr size_t kOffsetX = 2;        // u16 display offset X of the bypass mode
+constexpr size_t kOffsetY = 4;        // u16 display offset Y of the bypass mode
+constexpr size_t kCardWidth = 6;      // u16 card width
+constexpr size_t kCardHeight = 8;     // u16 card height
+constexpr size_t kRows = 10;          // rows of cards, low byte
+constexpr size_t kColumns = 11;       // columns of cards, low byte
+constexpr size_t kConnectMode = 12;   // 0..7
+constexpr size_t kCardsPerPort = 13;  // u16 cards a port
 
 constexpr uint8_t kCalculated = 1;
 constexpr uint8_t kNotCalculated = 3;
