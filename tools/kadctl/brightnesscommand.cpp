@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "driverutil.h"
@@ -295,9 +296,8 @@ auto asUsage(const Parse& parse) {
   }
 }
 
-void setValue(Session& session, const std::string& text) {
-  const std::vector<uint8_t> value{asUsage([&] { return parseBrightness(text); })};
-  session.bus().write(kCardGlobalBrightness, value, {RecvCard, kAllPorts, kAllCards});
+void setValue(Session& session, uint8_t value) {
+  session.bus().write(kCardGlobalBrightness, std::vector<uint8_t>{value}, {RecvCard, kAllPorts, kAllCards});
 }
 
 void writeSetup(Session& session, const BrightnessSetup& setup) {
@@ -351,13 +351,15 @@ void run(Session& session, const Arguments& arguments) {
     showFile(session);
     return;
   }
+  std::optional<uint8_t> value;
+  if (!arguments.value.empty()) value = asUsage([&] { return parseBrightness(arguments.value); });
   if (!arguments.file.empty()) {
     if (arguments.hasSetup()) throw CLI::ValidationError("--file says it all: no other option with it");
     writeSetup(session, parseBrightnessFile(readFile(arguments.file)));
   } else if (arguments.hasSetup()) {
     setFromOptions(session, arguments);
   }
-  if (!arguments.value.empty()) setValue(session, arguments.value);
+  if (value) setValue(session, *value);
   showState(session);
 }
 

@@ -103,10 +103,10 @@ struct HdrArguments {
   std::string kind, peak, ambient, low, hlgClass;
 };
 
-void writeByte(Session& session, uint32_t offset, const std::string& text) {
-  if (text.empty()) return;
-  session.bus().write(kInteraction + offset, std::vector<uint8_t>{static_cast<uint8_t>(parseNumber(text, 255))});
-}
+struct InteractionWrite {
+  uint32_t offset;
+  std::vector<uint8_t> data;
+};
 
 void setHdr(Session& session, const HdrArguments& arguments) {
   const bool forHdr10 = !arguments.peak.empty() || !arguments.ambient.empty() || !arguments.low.empty();
@@ -114,15 +114,19 @@ void setHdr(Session& session, const HdrArguments& arguments) {
   if (!arguments.hlgClass.empty() && arguments.kind != "hlg") throw CLI::ValidationError("--class goes with hlg");
   if (arguments.kind.empty()) return;
   const uint8_t type = arguments.kind == "hdr10" ? kHdrTypeHdr10 : arguments.kind == "hlg" ? 'x' : 0;
-  session.bus().write(kInteraction + 0x117, std::vector<uint8_t>{type});
+  std::vector<InteractionWrite> writes{{0x117, {type}}};
   if (!arguments.peak.empty()) {
     std::vector<uint8_t> peak(2);
     DWT_ENCWD(peak.data(), static_cast<uint16_t>(parseNumber(arguments.peak, 10000)));
-    session.bus().write(kInteraction + 0x118, peak);
+    writes.push_back({0x118, peak});
   }
-  writeByte(session, 0x11A, arguments.ambient);
-  writeByte(session, 0x12E, arguments.low);
-  writeByte(session, 0x129, arguments.hlgClass);
+  const auto addByte = [&writes](uint32_t offset, const std::string& text, uint32_t most) {
+    if (!text.empty()) writes.push_back({offset, {static_cast<uint8_t>(parseNumber(text, most))}});
+  };
+  addByte(0x11A, arguments.ambient, 255);
+  addByte(0x12E, arguments.low, 255);
+  addByte(0x129, arguments.hlgClass, 20);
+  for (const auto& [offset, data] : writes) session.bus().write(kInteraction + offset, data);
   session.barrier();
 }
 

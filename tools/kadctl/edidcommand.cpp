@@ -136,10 +136,13 @@ void showEdid(const Session& session, unsigned input, const std::vector<uint8_t>
 }
 
 void edidOf(Session& session, unsigned input, const std::string& wanted) {
-  const InputSelection selection(session, input);
+  std::vector<uint8_t> edid;
   if (!wanted.empty()) {
     const auto mode = parseMode(wanted);
-    const auto edid = mode ? edidForMode(*mode) : edidFromFile(wanted);
+    edid = mode ? edidForMode(*mode) : edidFromFile(wanted);
+  }
+  const InputSelection selection(session, input);
+  if (!edid.empty()) {
     const auto target = modeOfEdid(edid.data());
     if (!target) throw ClientError(wanted + " holds no video mode");
     session.bus().write(kEdidSpace, edid);
