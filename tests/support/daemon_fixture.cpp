@@ -9,6 +9,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -17,6 +20,20 @@ extern char** environ;
 namespace testing_support {
 
 using namespace TIRK_MCUC;
+
+namespace {
+
+// Whether every thread of the process sleeps.
+bool asleep(pid_t pid) {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+    std::ifstream file(task.path() / "stat");
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    if (const size_t name = text.rfind(')'); name != std::string::npos && text.at(name + 2) != 'S') return false;
+  }
+  return true;
+}
+
+}  // namespace
 
 ByteVector fromHex(const std::string& hex) {
   ByteVector out;
@@ -126,7 +143,12 @@ std::vector<std::string> DaemonTest::monitor(const std::string& line) {
 void DaemonTest::settle(int ms) {
   const auto quiet = std::chrono::milliseconds(ms);
   waitUntil([&] { return std::chrono::steady_clock::now() - m_lastCommand >= quiet; });
-  monitor("idle " + std::to_string(ms));
+  const std::string idle = "idle " + std::to_string(ms);
+  // A thread that is kept from the processor looks idle to the board.
+  do {
+    monitor(idle);
+  } while (!waitUntil([this] { return asleep(m_pid); }, 1000));
+  monitor(idle);
 }
 
 std::string DaemonTest::monitorLine(const std::string& line) {
