@@ -58,11 +58,12 @@ class Peers {
   uint64_t m_uses = 0;
 };
 
-// Messages that were received and not yet taken. Bounded, so that senders wait when they are faster than the daemon.
+// Messages that were received and not yet taken. Bounded, so that senders wait when they are faster than the daemon;
+// and short, since behind a client that floods everybody waits for what stands here.
 class LocalQueue {
  public:
-  static constexpr size_t kMessages = 256;
-  static constexpr size_t kBytes = 4U << 20;
+  static constexpr size_t kMessages = 8;
+  static constexpr size_t kBytes = 256U << 10;
 
   void put(std::unique_ptr<apipc_msg> message);  // waits while the queue is full
   std::unique_ptr<apipc_msg> take();             // null: empty
