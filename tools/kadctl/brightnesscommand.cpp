@@ -371,13 +371,16 @@ void addBrightnessCommand(CLI::App& app, Session& session) {
   brightness->add_option("VALUE", arguments->value, "set all cards: 0..255 or N%");
   brightness->add_option("--mode", arguments->mode,
                          "schedule, sensor, mixed, black, hardware or off; alone: switch to what is stored");
-  brightness->add_option("--node", arguments->nodes,
-                         "\"HH:MM 0..255|N% [ports 0,1-3]\", mixed: \"HH:MM N%|sensor [days mon-fri,sun]\"");
-  brightness->add_option("--sensor", arguments->sensors, "\"board\" or \"PORT CARD ADDRESS\"");
-  brightness->add_option("--lux", arguments->points, "mixed: \"LUX N%\", a point of the light's map");
-  brightness->add_option(
-      "--line", arguments->lines,
-      "another line of the file form: \"dark LUX N\", \"bright LUX N\", \"steps N\", \"gradual no\" ...");
+  // One value each time, so that what follows may be VALUE.
+  const auto addLines = [brightness](const char* name, std::vector<std::string>& lines, const char* help) {
+    brightness->add_option(name, lines, help)->allow_extra_args(false);
+  };
+  addLines("--node", arguments->nodes,
+           "\"HH:MM 0..255|N% [ports 0,1-3]\", mixed: \"HH:MM N%|sensor [days mon-fri,sun]\"");
+  addLines("--sensor", arguments->sensors, "\"board\" or \"PORT CARD ADDRESS\"");
+  addLines("--lux", arguments->points, "mixed: \"LUX N%\", a point of the light's map");
+  addLines("--line", arguments->lines,
+           "another line of the file form: \"dark LUX N\", \"bright LUX N\", \"steps N\", \"gradual no\" ...");
   brightness->add_option("--file", arguments->file, "a setup in the form that --show prints");
   brightness->add_flag("--show", arguments->show, "print what is stored in the form of a file");
   brightness->callback([&session, arguments] { run(session, *arguments); });

@@ -115,7 +115,10 @@ bool answers(Session& session) {
 void factoryReset(Session& session, const std::string& type, bool wait) {
   const auto value = static_cast<uint8_t>(parseNumber(type, 2));
   session.bus().write(kResetCommand, std::vector<uint8_t>{value});
-  if (!wait) return;
+  if (!wait) {
+    if (session.json) std::cout << nlohmann::json{{"reset", value}} << "\n";
+    return;
+  }
   if (!session.json) std::cout << "resetting ..." << std::flush;
   const bool gone = session.until([&] { return !answers(session); }, kResetTimeoutMs);
   const bool back = gone && session.until([&] { return answers(session); }, kResetTimeoutMs);

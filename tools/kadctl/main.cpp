@@ -23,6 +23,9 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "kadctl " KADCTL_VERSION);
   app.require_subcommand(1);
   app.failure_message(usageMessage);
+  app.footer(
+      "ADDR, LEN and numbers are decimal or 0x-hexadecimal, HEX is pairs of hexadecimal digits.\n"
+      "Exit status: 0 done; 1 the daemon refused or did not answer, why on standard error; 2 usage.");
   app.fallthrough();
   kadctl::addRegisterCommands(app, session);
   kadctl::addScreenCommands(app, session);
