@@ -20,6 +20,8 @@ namespace fs = std::filesystem;
 
 constexpr uint32_t kResetCommand = 0x01000002;
 constexpr int kResetTimeoutMs = 60000;
+constexpr uint32_t kNumberSpace = 0x03100000;  // begins with port 0's card count
+constexpr int kRestoreTimeoutMs = 10000;
 
 std::string accessText(int32_t access) {
   std::string text;
@@ -112,6 +114,11 @@ bool answers(Session& session) {
   }
 }
 
+// Whether the FPGA has its parameters back: without power it forgets its card counts.
+bool restored(Session& session) {
+  return readWord(session.bus().read(kNumberSpace, 2).data()) != 0;
+}
+
 void factoryReset(Session& session, const std::string& type, bool wait) {
   const auto value = static_cast<uint8_t>(parseNumber(type, 2));
   session.bus().write(kResetCommand, std::vector<uint8_t>{value});
@@ -122,6 +129,8 @@ void factoryReset(Session& session, const std::string& type, bool wait) {
   if (!session.json) std::cout << "resetting ..." << std::flush;
   const bool gone = session.until([&] { return !answers(session); }, kResetTimeoutMs);
   const bool back = gone && session.until([&] { return answers(session); }, kResetTimeoutMs);
+  // The device answers before its FPGA is loaded. One that is not loaded by then stays so: that is as good as it gets.
+  if (back) session.until([&] { return restored(session); }, kRestoreTimeoutMs);
   if (!session.json) std::cout << "\n";
   if (!back) throw ClientError("the device did not come back from its reset");
   if (session.json) {
