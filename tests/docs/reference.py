@@ -59,7 +59,9 @@ def completion_faults(found):
             yield f"no completion of {path}"
 
 
-def roff_faults(page):
+def roff_faults(page, version):
+    if f'"kadrend {version}"' not in page.read_text():
+        yield f"{page.name} is not of version {version}"
     if not shutil.which("groff"):
         return
     run = subprocess.run(["groff", "-ww", "-man", "-Tutf8", "-z", page], capture_output=True, text=True)
@@ -70,11 +72,14 @@ def roff_faults(page):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--kadctl", required=True)
-    found = interface(parser.parse_args().kadctl)
+    kadctl = parser.parse_args().kadctl
+    found = interface(kadctl)
+    version = subprocess.run([kadctl, "--version"], check=True, capture_output=True, text=True).stdout.split()[1]
     manual = ROOT / "docs/man/kadctl.1"
     faults = [*missing_words(found, "docs/kadctl.md", (ROOT / "docs/kadctl.md").read_text()),
               *missing_words(found, "docs/man/kadctl.1", re.sub(r"\\f[A-Z]", "", manual.read_text()).replace("\\-", "-")),
-              *completion_faults(found), *roff_faults(manual), *roff_faults(ROOT / "docs/man/kadrend.8")]
+              *completion_faults(found), *roff_faults(manual, version),
+              *roff_faults(ROOT / "docs/man/kadrend.8", version)]
     print("\n".join(faults))
     print(f"{len(found)} commands, {sum(map(len, found.values()))} options, {len(faults)} faults")
     return 1 if faults or len(found) < 15 else 0
