@@ -117,9 +117,12 @@ std::string toTerminal(const Wall& wall, bool colour, int columns) {
     out += "  " + (colour ? background(port.number) + "   \033[0m " : std::string()) + portSummary(port) + "\n";
   }
   out += unusedText(wall);
+  if (step > 1) {
+    const std::string cards = std::to_string(step) + " x " + std::to_string(step) + " cards";
+    return out + "  a character stands for " + cards + ", its digit for their port\n";
+  }
   out += std::string("  ") + (width == 1 ? "a digit: first card of that port" : "● first card") +
          ", ■ last card of a port\n";
-  if (step > 1) out += "  one character stands for " + std::to_string(step) + " x " + std::to_string(step) + " cards\n";
   return out;
 }
 
