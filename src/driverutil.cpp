@@ -9,6 +9,7 @@
 #include "boardhost.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "pendingsave.h"
 
 namespace TIRK_MCUC {
 
@@ -71,6 +72,9 @@ bool DriverUtil::initialize() {
     TRACE_ERROR("pmxpara file fail");
     return false;
   }
+  PendingSave::redo([](uint32_t address, uint32_t length, const uint8_t* data) {
+    return getInstance()->WriteDataToFlash(address, length, data);
+  });
   TRACE_INFO("============================= Finish pmxpara file init ===========================");
   return true;
 }
@@ -150,6 +154,7 @@ int DriverUtil::ReadBytesFromFlash(int, uint32_t addr, uint32_t length, uint8_t*
 
 int DriverUtil::WriteDataToFlash(uint32_t addr, uint32_t length, const uint8_t* data) {
   TRACE_INFO("WriteDataToFlash: start address = " << addr << " length = " << length);
+  const PendingSave pending({{addr, Bytes(data, data == nullptr ? 0 : length)}});
   return tryThreeTimes([&] { return WriteDataToFlashx(addr, length, data); });
 }
 

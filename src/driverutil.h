@@ -27,7 +27,8 @@ class DriverUtil {
   DriverUtil(const DriverUtil&) = delete;
   DriverUtil& operator=(const DriverUtil&) = delete;
 
-  // Opens the flash. False, with an Error line, when that fails; the daemon goes on.
+  // Opens the flash, and finishes a save that the last run could not. False, with an Error line, when it can not be
+  // opened; the daemon goes on.
   bool initialize();
 
   // --- FPGA bus. Once three attempts have failed and the configuration state then reads 0, every bus access fails at
@@ -45,7 +46,7 @@ class DriverUtil {
   bool fpgaDown() const { return FpgaDownFlg.load(); }
   void clearFpgaDown() { FpgaDownFlg = false; }  // the FPGA has just been loaded
 
-  // --- Flash.
+  // --- Flash. A write that loses its power half way is done again at the next start (pendingsave.h).
   int ReadBytesFromFlash(uint32_t addr, uint32_t length, uint8_t* data);
   int ReadBytesFromFlash(int FlashNum, uint32_t addr, uint32_t length, uint8_t* data);
   int WriteDataToFlash(uint32_t addr, uint32_t length, const uint8_t* data);

@@ -24,9 +24,9 @@ thread_local HeldLocks t_held{};
 }  // namespace
 
 const char* lockRankName(LockRank rank) {
-  static constexpr const char* kNames[] = {"the request mutex", "the work queue", "the process mutex",
-                                           "the store",         "the brightness", "the inputs",
-                                           "the driver",        "a leaf",         "the trace"};
+  static constexpr const char* kNames[] = {
+      "the request mutex", "the work queue", "the process mutex", "the store", "the brightness",
+      "the inputs",        "a save",         "the driver",        "a leaf",    "the trace"};
   return kNames[static_cast<size_t>(rank)];
 }
 

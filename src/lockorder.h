@@ -13,6 +13,7 @@ enum class LockRank {
   store,       // Data_Global::m_mutex
   brightness,  // the brightness class
   inputs,      // InputSource
+  save,        // one save of the flash after the other
   driver,      // the driver's read mutex
   leaf,        // holds nothing else but the trace's
   trace,       // g_mutex

@@ -132,6 +132,9 @@ int ReadDataFromFlashx(uint32_t addr, uint32_t length, uint8_t* data) {
 int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
   return unlessFault(Op::FlashWrite, [=] { return board().flash.write(addr, {data, length}); });
 }
+int board_flash_peek(uint32_t addr, uint32_t length, uint8_t* data) {
+  return board().flash.read(addr, {data, length});
+}
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
   return unlessFault(Op::FlashWrite, [=] {
     return board().factoryTmpMade ? board().factoryTmp.write(addr, {data, length}) : -1;
@@ -173,6 +176,10 @@ int board_path(const char* device_path, char* out, size_t capacity) {
   const std::string path = board().path(device_path);
   if (path.empty() || path.size() >= capacity) return -1;
   std::memcpy(out, path.c_str(), path.size() + 1);
+  return 0;
+}
+
+int board_sync_file(int) {
   return 0;
 }
 

@@ -42,6 +42,10 @@ int ReadDataFromFlashx(uint32_t addr, uint32_t length, uint8_t* data);
 int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data);
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data);
 
+/* What the flash holds, for the daemon's own bookkeeping of its saves: as ReadDataFromFlashx, but no access that the
+ * virtual board counts or lets fail on request. */
+int board_flash_peek(uint32_t addr, uint32_t length, uint8_t* data);
+
 /* One transaction with the cards that the header names, over its output port. A read fills header->length bytes. */
 int ReadFPGAformRecvCard(int bus, const RECVCARD_MESG_T* header, uint8_t port, uint8_t* data);
 int WriteFPGAToRecvCard(int bus, const RECVCARD_MESG_T* header, uint8_t port, const uint8_t* data);

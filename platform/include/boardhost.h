@@ -20,6 +20,10 @@ int board_open(void);
  * the board's file system, or does not fit in `capacity` bytes. */
 int board_path(const char* device_path, char* out, size_t capacity);
 
+/* Returns when what was written to the open file survives a loss of the board's power, its name in its directory
+ * included; for an open directory, when its names do. 0, or -1 when that cannot be promised. */
+int board_sync_file(int fd);
+
 /* Runs a shell command and waits for it: its exit status 0..255, or -1 when it could not be run. */
 int board_system(const char* command);
 

@@ -80,6 +80,7 @@ class Flash {
 
   // For tests, which set it before the daemon writes: told of each write of the daemon just before it is made.
   std::function<void(uint32_t address, Bytes data)> programming;
+  std::function<void(uint32_t address, Bytes data)> patching;  // the same for the temporary factory image
 
   int fd = -1;
 

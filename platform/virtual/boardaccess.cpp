@@ -71,10 +71,16 @@ int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
   });
 }
 
+int board_flash_peek(uint32_t addr, uint32_t length, uint8_t* data) {
+  return g_flashReady && data != nullptr ? board().flash.read(addr, {data, length}) : -1;
+}
+
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
   if (data == nullptr) return -1;
   return recordedWrite("factory", Op::FlashWrite, addr, {data, length}, [&] {
-    return g_flashReady ? board().flash.writeFactoryTmp(addr, {data, length}) : -1;
+    if (!g_flashReady) return -1;
+    if (board().flash.patching) board().flash.patching(addr, {data, length});
+    return board().flash.writeFactoryTmp(addr, {data, length});
   });
 }
 

@@ -4,6 +4,7 @@
 
 #include "driverutil.h"
 #include "mcuctrace.h"
+#include "pendingsave.h"
 #include "process/proc_poll.h"
 #include "process/processframe.h"
 #include "process/tprocess.h"
@@ -48,12 +49,17 @@ void storeGammaPiece(const GammaRange& range, uint32_t address, Bytes piece) {
                                                                                  << static_cast<int>(piece.size()));
     return;
   }
-  const int ret = driver.WriteDataToFlash(range.table.address + (address - range.first),
-                                          static_cast<uint32_t>(piece.size()), piece.data());
-  if (ret != 0) TRACE_ERROR(range.writeFailed << ret);
-  if (address + piece.size() != range.end()) return;
   // The marker says that the table is complete; the last colour's loads the set.
-  driver.WriteDataToFlash(range.tag.address, range.tag.length, Data_Global::IsNewFlashTag.data());
+  const bool completes = address + piece.size() == range.end();
+  const SavePart parts[] = {{range.table.address + (address - range.first), piece},
+                            {range.tag.address, Data_Global::IsNewFlashTag}};
+  {
+    const PendingSave pending(std::span<const SavePart>(parts, completes ? 2 : 1));
+    const int ret = driver.WriteDataToFlash(parts[0].address, static_cast<uint32_t>(piece.size()), piece.data());
+    if (ret != 0) TRACE_ERROR(range.writeFailed << ret);
+    if (!completes) return;
+    driver.WriteDataToFlash(range.tag.address, range.tag.length, Data_Global::IsNewFlashTag.data());
+  }
   if (range.completesSet) Data_Global::getInstance()->SendGammaToFpga(range.set);
 }
 

@@ -3,6 +3,7 @@
 
 #include "driverutil.h"
 #include "mcuctrace.h"
+#include "pendingsave.h"
 #include "proto/brightnesscontrol.h"
 #include "proto/flashmap.h"
 
@@ -90,6 +91,7 @@ void BrightnessControl::SaveBrightnessPara() {
   constexpr uint32_t kStart = flash::kBrightness.address;
   constexpr uint32_t kRest = kBrightnessTableSize;
   static_assert(kRest == kPage + kPage);
+  const PendingSave pending({{kStart, region}});
   driver.WriteDataToFlash(kStart, kPage, region.data());
   driver.WriteDataToFlash(kStart + kPage, kPage, region.data() + kPage);
   driver.WriteDataToFlash(kStart + kRest, kBrightnessSavedSize - kRest, region.data() + kRest);

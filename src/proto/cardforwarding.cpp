@@ -6,6 +6,7 @@
 #include "driverutil.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "pendingsave.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
@@ -181,6 +182,7 @@ void storeLauncherParameters(uint32_t address, Bytes data) {
     TRACE_ERROR("=== Ssh_Start3DLauncher ===parameters too long to be stored, length = " << data.size());
     return;
   }
+  const PendingSave pending({{area.address, data}, {copy.address, data}});
   storeInFlash(area, data, "=== Ssh_Start3DLauncher ===Write parameters to flash failed. ret = ");
   storeInFlash(copy, data, "=== Ssh_Start3DLauncher ===Write parameters to the second copy failed. ret = ");
 }

@@ -7,6 +7,7 @@
 #include "driverutil.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "pendingsave.h"
 #include "proto/flashmap.h"
 
 namespace TIRK_MCUC {
@@ -75,16 +76,27 @@ void saveScreenState(const std::array<uint8_t, sendpara::kSize>& block) {
   } else {
     TRACE_ERROR("Finish parameter verify, the parameter is invalid!");
   }
+  const auto globals = globalParaImage();
+  const auto positions = positionTable().image();
+  const auto numbers = numberTable().image();
+  const PendingSave pending({{flash::kFeature.address, block},
+                             {flash::kGlobal.address, globals},
+                             {flash::kLayoutTag.address, Data_Global::IsNewFlashTag},
+                             {flash::kPosition.address, positions},
+                             {flash::kNumber.address, numbers}});
   saveArea(flash::kFeature, block, "feature");
-  saveArea(flash::kGlobal, globalParaImage(), "Global");
+  saveArea(flash::kGlobal, globals, "Global");
   if (tagDiffers) {
     const auto& tag = Data_Global::IsNewFlashTag;
     const int ret = DriverUtil::getInstance()->PageProgram(1, flash::kLayoutTag.address,
                                                            static_cast<uint32_t>(tag.size()), tag.data());
     if (ret != 0) TRACE_ERROR("=== Save layout tag to flash failed! ret = " << ret);
   }
-  saveArea(flash::kPosition, positionTable().image(), "position");
-  saveArea(flash::kNumber, numberTable().image(), "number");
+  saveArea(flash::kPosition, positions, "position");
+  saveArea(flash::kNumber, numbers, "number");
+}
+
+void flushFileSystems() {
   if (const int status = runShell("sync"); status != 0) {
     TRACE_ERROR("=== SaveParaToFlash ===sync failed! status = " << status);
   }
@@ -146,7 +158,10 @@ void Data_Global::SaveParaToFlash(uint8_t type) {
                                           << " SendParameterReg[0x1EE] = " << block[sendpara::kScreenHeight]);
   TRACE_INFO("======================Save para to flash, the type = " << type);
   if (type == 0) saveBasicHardware();
-  if (type == 1) saveScreenState(block);
+  if (type == 1) {
+    saveScreenState(block);
+    flushFileSystems();
+  }
   TRACE_INFO("=========================== Finish save para to flash ===========================");
 }
 
@@ -155,6 +170,8 @@ void Data_Global::SaveBasicParaToFlash() {
   TRACE_INFO("======================== Begin save basic para to flash =========================");
   DriverUtil* const driver = DriverUtil::getInstance();
   const auto head = Data_Preset::getInstance()->BasicHardWareReg.copy<kSavedBytes>(0);
+  const PendingSave pending(
+      {{flash::kBasicHardwareMarker.address, {&kHardwareMarker, 1}}, {flash::kBasicHardware.address, head}});
   int ret = driver->WriteDataToFlash(flash::kBasicHardwareMarker.address, flash::kBasicHardwareMarker.length,
                                      &kHardwareMarker);
   if (ret != 0) TRACE_ERROR("=== SaveBasicParaToFlash ===write the marker to flash failed! ret = " << ret);
@@ -189,6 +206,7 @@ int Data_Global::CopyConstDataToFlash(uint32_t addr, const uint8_t* data, uint32
     return -1;
   }
   TRACE_INFO("======================== Begin copy const data to flash =========================");
+  const PendingSave pending({{addr, {data, length}}});
   DriverUtil* const driver = DriverUtil::getInstance();
   const uint32_t pages = length / kFlashPage;
   const uint32_t mod = length % kFlashPage;

@@ -9,6 +9,7 @@
 #include "mcucbytes.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "pendingsave.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/sendparameter.h"
@@ -59,14 +60,26 @@ class FactoryReset {
     bool read = false;
   };
 
+  // What the image gets, in order.
+  struct Patches {
+    std::array<SavePart, 10> parts;
+    size_t count = 0;
+    size_t kept = 0;  // from here on: the records that survive
+    void add(const flash::Area& area, Bytes data) { parts[count++] = {area.address, data}; }
+    std::span<const SavePart> all() const { return std::span(parts).first(count); }
+    std::span<const SavePart> screen() const { return all().first(kept); }
+    std::span<const SavePart> records() const { return all().subspan(kept); }
+  };
+
   bool allocate();
   void resetAddress();
   void readKeptRecords();
   void prepareImage();
   void learnCardSize();
   void resetCards();
-  void patchImage();
-  void restoreKeptRecords();
+  Patches patches();
+  void patchImage(std::span<const SavePart> patches);
+  void restoreKeptRecords(std::span<const SavePart> patches);
   void removeConfigurationFiles();
   void closeOutput();
   void release();
@@ -77,7 +90,7 @@ class FactoryReset {
   Kept m_deviceNames;
   Kept m_rvFiles;
   std::unique_ptr<uint8_t[]> m_brightness;
-  CardSize m_cardSize{};
+  std::array<uint8_t, 8> m_sizeRecord{};
   uint8_t m_dhcp = 0;
   bool m_dhcpKnown = true;
   uint8_t m_counter = 0;
@@ -105,11 +118,12 @@ bool readRecord(uint32_t address, uint32_t length, uint8_t* out, const char* fai
   return false;
 }
 
-void patch(uint32_t address, Bytes data) {
-  const int result =
-      DriverUtil::getInstance()->WriteDataToFactoryTmpFlash(address, static_cast<uint32_t>(data.size()), data.data());
+void apply(const SavePart& patch) {
+  const int result = DriverUtil::getInstance()->WriteDataToFactoryTmpFlash(
+      patch.address, static_cast<uint32_t>(patch.data.size()), patch.data.data());
   if (result != 0)
-    TRACE_ERROR("=== ReturnFactory ===Write factory image failed, addr = " << hex << address << " ret = " << result);
+    TRACE_ERROR("=== ReturnFactory ===Write factory image failed, addr = " << hex << patch.address
+                                                                           << " ret = " << result);
 }
 
 std::array<uint8_t, 8> sizeRecord(CardSize size) {
@@ -127,15 +141,17 @@ int FactoryReset::perform() {
   } else {
     readKeptRecords();
   }
-  prepareImage();
-  learnCardSize();
-  resetCards();
-  patchImage();
-  if (m_type == kResetKeepingRecords) {
-    restoreKeptRecords();
-  } else {
-    removeConfigurationFiles();
+  {
+    PendingReset pending;
+    prepareImage();
+    learnCardSize();
+    resetCards();
+    const Patches all = patches();
+    pending.notePatches(all.all());
+    patchImage(all.screen());
+    if (m_type == kResetKeepingRecords) restoreKeptRecords(all.records());
   }
+  if (m_type != kResetKeepingRecords) removeConfigurationFiles();
   closeOutput();
   release();
   m_store.RebootRF = 1;
@@ -178,11 +194,12 @@ void FactoryReset::prepareImage() {
 
 void FactoryReset::learnCardSize() {
   m_store.GetRecvCardSize_EnvNew();
-  m_cardSize = m_store.cardSize();
-  TRACE_INFO("=======ReturnFactory=======, read and write flash ScreenSize = CardSize =" << m_cardSize.width << " x "
-                                                                                         << m_cardSize.height);
-  TRACE_INFO("============================= Wrtie buff_get[0] = "
-             << m_cardSize.width << " buff_get[1]=" << m_cardSize.height << " =============================");
+  const CardSize size = m_store.cardSize();
+  m_sizeRecord = sizeRecord(size);
+  TRACE_INFO("=======ReturnFactory=======, read and write flash ScreenSize = CardSize =" << size.width << " x "
+                                                                                         << size.height);
+  TRACE_INFO("============================= Wrtie buff_get[0] = " << size.width << " buff_get[1]=" << size.height
+                                                                  << " =============================");
   m_counterKnown = readRecord(flash::kScreenCounter.address, flash::kScreenCounter.length, &m_counter,
                               "=== ReturnFactory ===Read from flash failed when reading CfgScreenStatusPara ! ");
   TRACE_INFO("=======ReturnFactory======= After w flash ,read ScreenSize and CardSize :");
@@ -205,28 +222,39 @@ void FactoryReset::resetCards() {
 }
 
 // What could not be read from the flash stays as the factory image has it.
-void FactoryReset::patchImage() {
-  const auto size = sizeRecord(m_cardSize);
-  patch(flash::kScreenSize.address, size);
+FactoryReset::Patches FactoryReset::patches() {
+  Patches out;
+  out.add(flash::kScreenSize, m_sizeRecord);
   if (m_counterKnown) {
-    const auto counter = static_cast<uint8_t>(m_counter + 1);
-    patch(flash::kScreenCounter.address, {&counter, 1});
-    TRACE_INFO("============================= Wrtie CfgScreenStatusPara = " << counter
+    ++m_counter;
+    out.add(flash::kScreenCounter, {&m_counter, 1});
+  }
+  out.add(flash::kCardSize, m_sizeRecord);
+  out.add(flash::kShortcutForWpr, kOneCardForWpr);
+  out.add(flash::kShortcutRowsColumnsCards, kOneCard);
+  out.add(flash::kBrightness, {m_brightness.get(), kBrightnessBuffer});
+  if (m_dhcpKnown) out.add(flash::kDhcpSwitch, {&m_dhcp, 1});
+  out.kept = out.count;
+  if (m_type != kResetKeepingRecords) return out;
+  if (m_videoScene.read) out.add(flash::kVideoScene, {m_videoScene.bytes.get(), flash::kVideoScene.length});
+  if (m_deviceNames.read) out.add(flash::kDeviceNames, {m_deviceNames.bytes.get(), kKeptOfNames});
+  if (m_rvFiles.read) out.add(flash::kRvFiles, {m_rvFiles.bytes.get(), kKeptOfRvFiles});
+  return out;
+}
+
+void FactoryReset::patchImage(std::span<const SavePart> patches) {
+  for (const SavePart& patch : patches) {
+    apply(patch);
+    if (patch.address != flash::kScreenCounter.address) continue;
+    TRACE_INFO("============================= Wrtie CfgScreenStatusPara = " << m_counter
                                                                             << " =============================");
   }
-  patch(flash::kCardSize.address, size);
-  patch(flash::kShortcutForWpr.address, kOneCardForWpr);
-  patch(flash::kShortcutRowsColumnsCards.address, kOneCard);
-  patch(flash::kBrightness.address, {m_brightness.get(), kBrightnessBuffer});
-  if (m_dhcpKnown) patch(flash::kDhcpSwitch.address, {&m_dhcp, 1});
   TRACE_INFO("============================= Finish return factory =============================");
 }
 
-void FactoryReset::restoreKeptRecords() {
+void FactoryReset::restoreKeptRecords(std::span<const SavePart> patches) {
   TRACE_INFO("====== write frelld_scene_para!! =============");
-  if (m_videoScene.read) patch(flash::kVideoScene.address, {m_videoScene.bytes.get(), flash::kVideoScene.length});
-  if (m_deviceNames.read) patch(flash::kDeviceNames.address, {m_deviceNames.bytes.get(), kKeptOfNames});
-  if (m_rvFiles.read) patch(flash::kRvFiles.address, {m_rvFiles.bytes.get(), kKeptOfRvFiles});
+  for (const SavePart& patch : patches) apply(patch);
   TRACE_INFO("============================= Rname & FvFile Delate success! =============================");
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "boardaccess.h"
 #include "driverutil.h"
 #include "envstore.h"
 #include "mcuctrace.h"
@@ -12,6 +13,8 @@
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
 #include "proto/screenwriters.h"
+#include "proto/shortcutrecord.h"
+#include "proto/storedwall.h"
 
 namespace TIRK_MCUC {
 
@@ -254,6 +257,21 @@ void loadFeatureBlock(Data_Global& global) {
   global._gCorroentHighSpeed = block[sendpara::kHighSpeed] == 1 ? 1 : 0;
 }
 
+// Saves that follow one another may have been cut short between two of them.
+void reportMixture(const Data_Global& global, Bytes numbers) {
+  std::array<uint8_t, shortcut::kPortRecords + kDataPorts * shortcut::kPortRecordLength> request;
+  if (board_flash_peek(flash::kShortcut.address, request.size(), request.data()) != 0) return;
+  const auto record = global.ScreenParaReg.copy<kScreenRecordLength>(0);
+  if (const char* mixture = mixtureInStoredWall(request, record, numbers); mixture != nullptr) {
+    TRACE_WARNING("=== RestoreFPGA ===" << mixture << ": the wall stays as it was saved");
+  }
+  const uint8_t role = global.SendParameterReg.byte(sendpara::kDeviceRole);
+  const bool decided = role == kDeviceMaster || role == kDeviceSlave;
+  if (decided && (role == kDeviceSlave) != (global.PbufMorSMode == 1)) {
+    TRACE_WARNING("=== RestoreFPGA ===the device's role was saved in part: send it again");
+  }
+}
+
 }  // namespace
 
 void Data_Global::BootRecover() {
@@ -303,6 +321,7 @@ void Data_Global::RestoreFPGA() {
   if (online()) writeNumbersAndCloseOutput(*this, numbers);
   DebugForScreenZero(20, 0, "RestoreFPGA, Device Power on !!");
   if (!readScreenRecord()) TRACE_ERROR("=== RestoreFPGA ===Can not read the screen record");
+  if (online()) reportMixture(*this, numbers);
   TRACE_INFO("============================== Finish Restore FPGA ==============================");
 }
 

@@ -44,6 +44,13 @@ void storeCardCounts(const CardCounts& counts, MutableBytes table) {
   }
 }
 
+CardCounts storedCardCounts(Bytes table) {
+  assert(table.size() == kNumberTableSize);
+  CardCounts counts;
+  for (size_t port = 0; port < counts.size(); ++port) counts[port] = readWord(&table[countOffset(port)]);
+  return counts;
+}
+
 void writeCardCounts(const CardCounts& counts) {
   DriverUtil* const driver = DriverUtil::getInstance();
   int failed = 0;

@@ -20,6 +20,9 @@ ScreenRecord calculatedScreenRecord(CardSize card);
 // Stores the counts in a number table, each with its line.
 void storeCardCounts(const CardCounts& counts, MutableBytes table);
 
+// The counts that a number table holds.
+CardCounts storedCardCounts(Bytes table);
+
 // Writes the counts to the FPGA, low byte then high byte; the failures are one Error line.
 void writeCardCounts(const CardCounts& counts);
 

@@ -34,6 +34,10 @@ int board_path(const char* device_path, char* out, size_t capacity) {
   return length > 0 && (size_t)length < capacity ? 0 : kFailed;
 }
 
+int board_sync_file(int fd) {
+  return fdatasync(fd);
+}
+
 int board_system(const char* command) {
   (void)command;
   return kFailed;
@@ -129,6 +133,11 @@ int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
 }
 
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
+  (void)addr, (void)length, (void)data;
+  return kFailed;
+}
+
+int board_flash_peek(uint32_t addr, uint32_t length, uint8_t* data) {
   (void)addr, (void)length, (void)data;
   return kFailed;
 }
