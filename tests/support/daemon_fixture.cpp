@@ -70,7 +70,7 @@ DaemonTest::~DaemonTest() {
   kill9();
 }
 
-void DaemonTest::start() {
+void DaemonTest::spawn() {
   const std::string variable = "KADREND_BOARD=" + board();
   std::vector<char*> environment;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -89,6 +89,10 @@ void DaemonTest::start() {
   const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments, environment.data());
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");
+}
+
+void DaemonTest::start() {
+  spawn();
   connect();
 }
 

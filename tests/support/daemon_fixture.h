@@ -33,6 +33,7 @@ class DaemonTest : public ::testing::Test {
   explicit DaemonTest(std::string config = "journal = on\n", std::string option = "-debug");
   ~DaemonTest() override;
 
+  void spawn();    // starts the daemon and returns at once
   void start();    // and waits until the daemon answers; SetUp does it
   void kill9();    // and waits until it is gone
   void restart();  // kill9, start
