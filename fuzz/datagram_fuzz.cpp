@@ -22,7 +22,7 @@ enum Option : uint8_t {
   kWrongChecksum = 0x02,  // not repaired
   kPeerDaemon = 0x08,     // the sender is the screen-management daemon
   kRawLength = 0x10,      // the frame's length field stays as it is, whatever it carries
-  kCycles = 0x20,         // then two cycles: what settles in one is computed in the next
+  kCycles = 0x20,         // then two cycles: what settles in one is computed in the next, a reset that is due is made
 };
 
 // These options, with cycles or without: the data are repeated up to the length that the frame says. Few inputs have
@@ -99,6 +99,26 @@ void checkReply(Bytes reply, Bytes request) {
   require(reply.size() <= size_t{kShortestFrame} + readWord(&request[16]), "a read returns what was asked for");
 }
 
+void serve(Daemon& daemon, uint8_t options, const std::vector<uint8_t>& datagram, Bytes frame) {
+  MemoryBoard& board = daemon.board();
+  if (datagram.size() >= kEnvelopeLength) {
+    board.expectReply(ipcHeaderInfo::decode(Bytes(datagram).first<kEnvelopeLength>()));
+  }
+  daemon.deliver(datagram);
+  // An envelope that the fuzzer made may look like that of a report.
+  const size_t replies = (options & kAsItIs) != 0 ? std::min<size_t>(board.replies, 1) : board.replies;
+  require(frame.empty() || replies == 1, "every request gets one reply");
+  if (!frame.empty()) checkReply(board.lastReply, frame);
+  require(daemon.idle(), "what was queued is applied");
+  if ((options & kCycles) != 0) {
+    daemon.cycle();
+    daemon.cycle();
+  } else {
+    daemon.forgetReset();
+  }
+  daemon.serveAgain();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -108,21 +128,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto datagram = datagramOf(options, input);
   const Bytes frame = acceptedFrame(datagram);
   if (!frame.empty() && measuresTheBus(frame)) return -1;
-  const InputTimer timer;
-  if (datagram.size() >= kEnvelopeLength) {
-    daemon.board().expectReply(ipcHeaderInfo::decode(Bytes(datagram).first<kEnvelopeLength>()));
-  }
-  daemon.deliver(datagram);
-  // An envelope that the fuzzer made may look like that of a report.
-  const size_t replies =
-      (options & kAsItIs) != 0 ? std::min<size_t>(daemon.board().replies, 1) : daemon.board().replies;
-  require(frame.empty() || replies == 1, "every request gets one reply");
-  if (!frame.empty()) checkReply(daemon.board().lastReply, frame);
-  require(daemon.idle(), "what was queued is applied");
-  if ((options & kCycles) != 0) {
-    daemon.cycle();
-    daemon.cycle();
-  }
-  daemon.serveAgain();
+  withinTime([&] { serve(daemon, options, datagram, frame); });
   return 0;
 }

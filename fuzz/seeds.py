@@ -161,5 +161,133 @@ def frames():
     put("frame_fuzz", "record", struct.pack("<IH", 0x02000028, 8) + counting(8))
 
 
+
+def edids():
+    put("edid_fuzz", "base-hdmi", bytes([0]))
+    put("edid_fuzz", "base-dvi", bytes([8]))
+    put("edid_fuzz", "host", bytes([0]) + edid())
+    put("edid_fuzz", "host-dvi", bytes([8]) + edid())
+    put("edid_fuzz", "short", bytes([2]) + edid()[:126] + b"\0")
+    put("edid_fuzz", "checksum", bytes([4]) + edid()[:-1] + b"\1")
+    for name, mode in [("1080p60", (1920, 1080, 6000)), ("2160p30", (3840, 2160, 3000)), ("5994", (1280, 720, 5994)),
+                       ("odd", (1367, 769, 5000)), ("small", (8, 1, 100)), ("large", (65535, 65535, 65535)),
+                       ("unset", (0, 0xFFFF, 0))]:
+        put("edid_fuzz", "mode-" + name, bytes([1]) + struct.pack("<HHH", *mode))
+
+
+def piece(offset, data):
+    return bytes([0]) + struct.pack("<HB", offset, len(data)) + data
+
+
+def brightness():
+    passes = bytes([3, 39])
+    for name, block in [("schedule", schedule_table()[:250]), ("sensor", sensor_table()), ("mixed", mixed_block()),
+                        ("black", mixed_block(0x9B)), ("hardware", mixed_block(0x9C))]:
+        put("brightness_fuzz", name, bytes([0]) + bytes([5]) + struct.pack("<H", 0x8100) + piece(0, block) + passes * 4 +
+            bytes([4]) + struct.pack("<H", 32768 + 61) + passes * 4)
+        put("brightness_fuzz", "look-" + name, bytes([1, 8, 30]) + struct.pack("<H", 500) + bytes([3]) +
+            struct.pack("<HHH", 10, 20, 0xFFFF) + block)
+    block = mixed_block()
+    put("brightness_fuzz", "pieces", bytes([0]) + piece(0, block[:100]) + piece(100, block[100:]) + passes)
+    put("brightness_fuzz", "gap", bytes([0]) + piece(0, block[:100]) + piece(120, block[120:]) + passes)
+    put("brightness_fuzz", "switch", bytes([0]) + piece(0, block) + piece(12, b"\0") + passes + piece(12, b"\1") + passes)
+    put("brightness_fuzz", "serial", bytes([0]) + piece(0, mixed_block(0x9C)) + bytes([6 + 16]) + passes * 8)
+    put("brightness_fuzz", "fault", bytes([0, 7 + 64]) + piece(0, block) + passes)
+
+
+def rvfiles():
+    put("rvfile_fuzz", "file", bytes([0]) + rv_file((0x02000001, 5, b"\x80"), (0x01000000, 0, counting(20))))
+    put("rvfile_fuzz", "empty", bytes([0]))
+    put("rvfile_fuzz", "long-record", bytes([0]) + rv_file((0, 1, counting(1030))))
+    put("rvfile_fuzz", "cut", bytes([0]) + rv_file((0, 1, counting(40)))[:-5])
+    put("rvfile_fuzz", "wrap", bytes([0]) + rv_file((0xFFFFFFF0, 1, counting(40))))
+    put("rvfile_fuzz", "table", bytes([1]) + (rv_header(0x3000, 0x1000) + bytes(544))[:544] +
+        struct.pack("<III", 0x1000, 0x2FFF, 0x7FFFFF))
+    put("rvfile_fuzz", "pieces", bytes([2]) + b"".join(struct.pack("<IB", address, len(data)) + data for address, data in [
+        (0x0F000000, rv_header(0x1000, 0x2000)), (0x0F000800, counting(32)), (0x0F001000, counting(100)),
+        (0x0F001064, counting(50)), (0x0F002000, counting(10)), (0x0F800010, counting(48)), (0x0FF00000, b"\1"),
+        (0x0FF00100, b"\1")]))
+
+
+# Flash areas by their index in the flash map.
+AREAS = [line.split("{")[0].split()[-1] for line in (pathlib.Path(__file__).parent / "../src/proto/flashmap.h")
+         .read_text().splitlines() if line.startswith("constexpr Area k") and "kAreas" not in line]
+
+
+def flash(area, offset, data, kind=1):
+    return struct.pack("<BBHB", kind, AREAS.index(area), offset, len(data)) + data
+
+
+def environment(key, text):
+    return bytes([0, key, len(text)]) + text
+
+
+def startups():
+    nothing = bytes(4)
+    layout = flash("kShortcut", 0, bytes([0xA8])) + flash("kShortcut", 16, screen(2, 3, 6, 1))
+    put("startup_fuzz", "new", nothing)
+    put("startup_fuzz", "first-boot", bytes([1, 0, 0, 0]) + flash("kScreenSize", 0, struct.pack("<II", 1920, 1080)))
+    put("startup_fuzz", "large-screen", bytes([1, 0, 0, 0]) + flash("kScreenSize", 0, b"\xff" * 8))
+    put("startup_fuzz", "late", bytes([4, 0, 0, 0]) + layout)
+    put("startup_fuzz", "links", bytes([8, 0, 0, 0]) + layout)
+    put("startup_fuzz", "layout", nothing + layout + flash("kCardSize", 0, struct.pack("<II", 128, 64)))
+    put("startup_fuzz", "feature", nothing + flash("kFeature", 0, counting(255)) + flash("kFeature", 255, counting(255)))
+    put("startup_fuzz", "offsets", nothing + flash("kFeature", 0x1F0, b"\xff\xff\xff\x80\x05\0\0\0\2"))
+    put("startup_fuzz", "erased", nothing + b"".join(flash(area, 0, b"\xff", 0x81) for area in (
+        "kFeature", "kPosition", "kNumber", "kGlobal", "kScreenSize", "kCardSize", "kScreenRecord", "kEdidModes")))
+    put("startup_fuzz", "edids", nothing + flash("kEdidModes", 0, struct.pack("<HHH", 1920, 1080, 6000) * 3))
+    put("startup_fuzz", "brightness", nothing + flash("kBrightness", 0, mixed_block()))
+    put("startup_fuzz", "gamma", nothing + flash("kGammaTagRed1", 0, bytes.fromhex("39f6a55a")))
+    put("startup_fuzz", "hardware", nothing + flash("kBasicHardware", 0, counting(255)))
+    put("startup_fuzz", "environment", nothing + environment(0, b"2") + environment(2, b"not a number") +
+        environment(3, b"0123456789abcdef") + environment(3, b"x" * 100) + environment(1, b""))
+    for op in range(0, 15):
+        put("startup_fuzz", "fault-%d" % op, bytes([2, op, op % 4, 3]))
+
+
+def sequences():
+    def plain(space, offset, data, kind=0):
+        return struct.pack("<BBHB", kind, space, offset, len(data)) + data
+
+    def back(space, offset, length):
+        return struct.pack("<BBHB", 2, space, offset, length // 16)
+
+    def other(register, code, data=b"", offset=0):
+        return bytes([4, register, offset, code, len(data)]) + data
+
+    cycle, reboot = bytes([5]), bytes([0xC7])
+    for space in range(11):
+        put("sequence_fuzz", "space-%d" % space, b"\0" + plain(space, 4, counting(8)) + back(space, 0, 16) + reboot +
+            back(space, 0, 16))
+        put("sequence_fuzz", "fault-%d" % space, bytes([1, 0, 3 if space < 6 else 1, 0, 3]) + plain(space, 0, counting(16), 0x80) +
+            bytes([7]) + back(space, 0, 32) + plain(space, 8, counting(4)) + back(space, 0, 16))
+    for register in range(0, 40, 3):
+        put("sequence_fuzz", "other-%d" % register, b"\0" + other(register, 0, counting(2)) + other(register, 1, counting(4)) +
+            cycle * 3 + back(0, 0, 16))
+    put("sequence_fuzz", "send", bytes([1, 1, 6, 0, 2]) + plain(0, 0, counting(4)) + plain(0, 4, counting(4)) + back(0, 0, 16))
+
+
+def consoles():
+    lines = ["help", "fpga read 0 16", "fpga write 0x1f 0f", "flash read 0xb98000 16", "flash write 4 0011", "env get firstboot",
+             "env set a b c", "env set key value", "env unset key", "cards 0 2 128 64", "card read recv 0 0 0x02000017 4",
+             "card write multi 255 65535 0 ff", "link copper 0x3", "link fiber1 1", "light board 0x8100", "light board fail",
+             "light card 0 0 1 200", "light card 0 0 1 off", "input 1", "clock", "clock set 2024-02-29 23:59:59",
+             "fail fpga-read 2 -5", "journal on", "journal show", "journal clear", "journal off", "bus", "nothing"]
+    for i, line in enumerate(lines):
+        put("console_fuzz", "line-%02d" % i, b"\0" + line.encode() + b"\n")
+    put("console_fuzz", "session", b"\0" + "\n".join(lines[:12]).encode())
+    put("console_fuzz", "config", b"\1# a board\ncard_position = 3\nfpga_load_ms = -1\njournal = on\ninput 0 = dvi\ninput 6 = vga\n")
+    put("console_fuzz", "config-bad", b"\1input 7 = dvi\n")
+    put("console_fuzz", "config-word", b"\1journal\n")
+    put("console_fuzz", "store", b"\2firstboot=0\nver_rootfs=V1\nfirstboot=1")
+    put("console_fuzz", "store-odd", b"\2=\n\n==\nver_rootfs=\n\0a=b\n")
+
+
 datagrams()
 frames()
+edids()
+brightness()
+rvfiles()
+startups()
+sequences()
+consoles()

@@ -155,6 +155,17 @@ TEST(Edid, WhatADescriptorCannotHoldIsRefused) {
   }
 }
 
+TEST(Edid, ARateBeyondEveryFieldIsNoMode) {
+  Edid edid = base();
+  std::fill_n(edid.begin() + kEdidFirstDescriptor, kEdidDescriptorLength, uint8_t{0});
+  edid[kEdidFirstDescriptor + 2] = 1;  // one pixel, one line
+  edid[kEdidFirstDescriptor + 5] = 1;
+  for (const uint16_t clock : {uint16_t{4295}, uint16_t{0xFFFF}}) {  // 4 295 000 000 is 32 704 beyond 32 bits
+    DWT_ENCWD(&edid[kEdidFirstDescriptor], clock);
+    EXPECT_FALSE(modeOfEdid(edid.data())) << clock;
+  }
+}
+
 TEST(Edid, VerificationReadsOnlyWhatIsThere) {
   Edid good = base();
   EXPECT_EQ(ResT_verify_EDID(good.data()), 1);

@@ -128,6 +128,10 @@ void Daemon::serveAgain() {
   if (m_board.rebootAsked) startAgain();
 }
 
+void Daemon::forgetReset() {
+  Data_Global::getInstance()->RebootRF = 0;
+}
+
 std::vector<uint8_t> Daemon::datagram(ThirdProtoMCUCMsg frame, uint32_t sender) {
   frame.m_usValidDataLength =
       frame.m_ucCode == kCodeWrite ? static_cast<uint16_t>(frame.m_data.size()) : frame.m_usValidDataLength;

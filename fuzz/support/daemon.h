@@ -33,6 +33,7 @@ class Daemon {
   // Takes what a client may leave behind that ends the service: a requested reset or reboot, a lost FPGA, the
   // self-test.
   void serveAgain();
+  void forgetReset();  // a reset that was asked for and has not begun
 
   // Envelope and frame with lengths and checksum that fit.
   static std::vector<uint8_t> datagram(TIRK_MCUC::ThirdProtoMCUCMsg frame, uint32_t sender = kClientTask);

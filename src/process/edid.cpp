@@ -151,7 +151,8 @@ int ResT_verify_EDID(const uint8_t* edid, int length) {
 
 uint32_t refreshOf(uint32_t p, uint32_t horizontalTotal, uint32_t verticalTotal) {
   const double total = static_cast<double>(verticalTotal) * horizontalTotal;
-  return static_cast<uint32_t>(p * 10000.0 / total * 100);
+  const double rate = p * 10000.0 / total * 100;
+  return rate < UINT32_MAX ? static_cast<uint32_t>(rate) : UINT32_MAX;
 }
 
 int edid_create_dtd(const edid_CEA861DetailedTimingDescriptor* dtd, uint8_t* out, uint16_t r) {

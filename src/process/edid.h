@@ -60,7 +60,7 @@ int edid_create_dtd(const edid_CEA861DetailedTimingDescriptor* dtd, uint8_t* out
 
 edid_CEA861DetailedTimingDescriptor decodeDescriptor(const uint8_t* descriptor);
 
-// Refresh rate x 100 of p (10 kHz units) over the totals, truncated.
+// Refresh rate x 100 of p (10 kHz units) over the totals, truncated; at most what 32 bits hold.
 uint32_t refreshOf(uint32_t p, uint32_t horizontalTotal, uint32_t verticalTotal);
 
 // The mode of the first descriptor of a valid EDID; a rate one below a fractional one is taken as that. Empty when its
