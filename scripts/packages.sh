@@ -3,6 +3,7 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcairo2-dev fonts-dejavu-core"
 TEST_PACKAGES="$BUILD_PACKAGES libgtest-dev libgmock-dev edid-decode groff-base python3"
+ARM_PACKAGES="g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user googletest"
 BENCH_PACKAGES="$TEST_PACKAGES libbenchmark-dev libmodbus-dev libspdlog-dev libsystemd-dev dbus"
 CHECK_PACKAGES="$TEST_PACKAGES clang clang-format clang-tidy libclang-rt-14-dev"
 
@@ -23,6 +24,7 @@ need_packages() {
 build_preset() {
   local preset=$1
   shift
+  case $preset in arm | arm64) need_packages $ARM_PACKAGES ;; esac
   cmake --preset "$preset" >"build-$preset.log" 2>&1 || { cat "build-$preset.log" >&2; return 1; }
   local targets=()
   [ $# -eq 0 ] || targets=(--target "$@")

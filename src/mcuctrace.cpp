@@ -39,7 +39,7 @@ void CTrace::CLogRecorder::reset() {
 // Keeps `reserved` bytes free, the terminator among them.
 void CTrace::CLogRecorder::append(const char* text, size_t length, size_t reserved) {
   if (m_dwSize < reserved || m_dwPos >= m_dwSize - reserved) return;
-  length = std::min(length, m_dwSize - reserved - m_dwPos);
+  length = std::min<size_t>(length, m_dwSize - reserved - m_dwPos);
   memcpy(m_lpszBuf + m_dwPos, text, length);
   m_dwPos += length;
   m_lpszBuf[m_dwPos] = '\0';

@@ -127,7 +127,7 @@ LocalTime boardLocalTime() {
     cached = {now.tv_sec,    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
               local.tm_hour, local.tm_min,         local.tm_sec,     0};
   }
-  cached.millisecond = now.tv_usec / 1000;
+  cached.millisecond = static_cast<long>(now.tv_usec / 1000);
   return cached;
 }
 

@@ -18,6 +18,8 @@ namespace TIRK_MCUC {
 
 namespace {
 
+static_assert(sizeof(time_t) == 8 && sizeof(off_t) == 8, "times run to 2099 and files are large on every processor");
+
 constexpr unsigned kThreadCreationFailed = 0x80005001;
 
 void sleepTime(timespec left) {

@@ -380,7 +380,7 @@ TEST_F(PeerLinkTest, RefusesWritesWhenThereWillBeNoWorker) {
   // No machine has room for a stack of this size: the next thread cannot be created.
   pthread_attr_t attributes;
   ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{1} << 46), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, SIZE_MAX / 16 * 15), 0);
   ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
   pthread_attr_destroy(&attributes);
   EXPECT_FALSE(StubUtil::getInstance()->creatProcess());

@@ -32,10 +32,12 @@ namespace fs = std::filesystem;
 
 using Recorder = CTrace::CLogRecorder;
 
+size_t sizeOf(const fs::path& file) {
+  return static_cast<size_t>(fs::file_size(file));
+}
+
 std::string contentsOf(const fs::path& file) {
-  std::error_code missing;
-  const auto size = fs::file_size(file, missing);
-  std::string text(missing ? 0 : size, '\0');
+  std::string text(fs::exists(file) ? sizeOf(file) : 0, '\0');
   std::ifstream(file, std::ios::binary).read(text.data(), static_cast<std::streamsize>(text.size()));
   return text;
 }
@@ -226,7 +228,7 @@ TEST_F(TraceTest, FullDiskCutsALineAndTheLogGoesOnLater) {
   signal(SIGXFSZ, SIG_IGN);
   rlimit usual{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
-  const size_t limit = fs::file_size(file) + 10;
+  const size_t limit = sizeOf(file) + 10;
   const rlimit small{limit, usual.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
   TRACE_INFO("cut");
@@ -237,7 +239,7 @@ TEST_F(TraceTest, FullDiskCutsALineAndTheLogGoesOnLater) {
   const auto lines = linesOf(file);
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_THAT(lines[1], StartsWith("[03/07/202[03/07/2026 "));
-  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(fs::file_size(file)));
+  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(sizeOf(file)));
 }
 
 TEST_F(TraceTest, LinesOfManyThreadsStayWhole) {
@@ -313,7 +315,7 @@ TEST_F(TraceTest, DamagedFileIsContinuedWhereItsTextEnds) {
   fs::resize_file(file, 0);
   setClock("2026-03-07 10:00:02");
   TRACE_INFO("after the cut");
-  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(fs::file_size(file)));
+  EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(sizeOf(file)));
   EXPECT_THAT(linesOf(file), ElementsAre(HasSubstr("after the cut")));
 
   int second = 2;
@@ -322,7 +324,7 @@ TEST_F(TraceTest, DamagedFileIsContinuedWhereItsTextEnds) {
     std::fstream(file, std::ios::in | std::ios::out | std::ios::binary) << std::string(damage) + std::string(8, ' ');
     setClock(("2026-03-07 10:00:0" + std::to_string(++second)).c_str());
     TRACE_INFO("after the damage");
-    EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(fs::file_size(file))) << damage;
+    EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(sizeOf(file))) << damage;
     const auto lines = linesOf(file);
     EXPECT_EQ(lines[lines.size() - 2], "by another hand") << damage;
     EXPECT_THAT(lines.back(), HasSubstr("after the damage"));
@@ -395,7 +397,7 @@ TEST_F(TraceFileTest, SharedFileIsKeptRepairedAndUsedAgainFromItsStart) {
   EXPECT_EQ(linesOf(path).size(), 3U);
 
   while (fs::file_size(path) < 400) file.write("Log", "Info", "more");
-  const size_t size = fs::file_size(path);
+  const size_t size = sizeOf(path);
   file.write("Log", "Info", "from the start again");
   EXPECT_EQ(fs::file_size(path), size);
   EXPECT_THAT(linesOf(path).front(), HasSubstr("from the start again"));

@@ -245,7 +245,7 @@ TEST_F(VirtualCards, ACutRecordIsDroppedAndADamagedFileIsRefused) {
   const auto after = std::filesystem::file_size(file());
   const std::string whole = m_directory.get("cards");
   for (auto size = before; size <= after; ++size) {
-    m_directory.put("cards", whole.substr(0, size));
+    m_directory.put("cards", whole.substr(0, static_cast<size_t>(size)));
     reopen();
     EXPECT_EQ(read(recv(0, 0), 0x100, 3), size < after ? bytes({0, 0, 0}) : bytes({1, 2, 3})) << size;
     write(recv(0, 0), 0x200, bytes({7}));

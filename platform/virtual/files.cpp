@@ -97,23 +97,28 @@ int replaceFile(const std::string& name, std::string_view text) {
 }
 
 Descriptor openDirectory(const std::string& path) {
-  // One part at a time: the system takes no path of more than 4096 bytes.
+  // One part at a time: the system takes no path of more than 4096 bytes. The first part of an absolute path keeps its
+  // slash, since "/" alone is the root of the libraries where the processor is emulated.
   constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-  Descriptor directory(::open(path.starts_with('/') ? "/" : ".", kFlags));
-  for (size_t at = 0; directory && at < path.size();) {
+  Descriptor directory;
+  int from = AT_FDCWD;
+  std::string part = path.starts_with('/') ? "/" : "";
+  for (size_t at = 0; at < path.size();) {
     const size_t end = std::min(path.find('/', at), path.size());
-    const std::string part = path.substr(at, end - at);
+    part.append(path, at, end - at);
     at = end + 1;
-    if (part.empty()) continue;
-    Descriptor next(::openat(directory.get(), part.c_str(), kFlags));
+    if (part.empty() || part == "/") continue;
+    Descriptor next(::openat(from, part.c_str(), kFlags));
     if (!next && errno == ENOENT) {
-      if (::mkdirat(directory.get(), part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) return Descriptor();
-      next = Descriptor(::openat(directory.get(), part.c_str(), kFlags));
+      if (::mkdirat(from, part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) return Descriptor();
+      next = Descriptor(::openat(from, part.c_str(), kFlags));
     }
+    if (!next) return next;
     directory = std::move(next);
+    from = directory.get();
+    part.clear();
   }
-  if (!directory) return directory;
-  return Descriptor(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return Descriptor(::openat(from, part.empty() ? "." : part.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 std::string systemError() {

@@ -54,10 +54,13 @@ void powerOn() {
 [[noreturn]] void restart() {
   auto text = readFile("/proc/self/cmdline");
   std::vector<char*> arguments;
+  // Where the processor is emulated, what runs is the emulator, with the daemon as its first argument.
+  char* const emulator = std::getenv("KADREND_EMULATOR");
+  if (emulator != nullptr) arguments.push_back(emulator);
   for (size_t at = 0; text && at < text->size(); at = text->find('\0', at) + 1) arguments.push_back(text->data() + at);
   arguments.push_back(nullptr);
   ::pthread_sigmask(SIG_SETMASK, &g_signalMask, nullptr);
-  if (arguments.size() > 1) ::execv("/proc/self/exe", arguments.data());
+  if (text && !text->empty()) ::execv(emulator != nullptr ? emulator : "/proc/self/exe", arguments.data());
   std::fprintf(stderr, "virtual board: the daemon cannot be started again: %s\n", systemError().c_str());
   ::_exit(EXIT_FAILURE);
 }

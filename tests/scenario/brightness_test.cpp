@@ -62,8 +62,8 @@ class BrightnessDay : public DaemonTest {
   }
   // Runs the client on this board: its output.
   std::string runClient(const std::string& arguments, int status = 0) {
-    const std::string command = std::string("'") + KADREND_KADCTL + "' -b '" + board() + "' " + arguments + " 2>&1";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
+    const std::string line = shellCommand(KADREND_KADCTL) + "-b '" + board() + "' " + arguments + " 2>&1";
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(line.c_str(), "r"), ::pclose);
     std::string output;
     for (int c = std::fgetc(pipe.get()); c != EOF; c = std::fgetc(pipe.get())) output += static_cast<char>(c);
     EXPECT_EQ(::pclose(pipe.release()), status << 8) << arguments << "\n" << output;

@@ -92,9 +92,9 @@ TEST_F(StartUpTest, BringsTheRoomsUpInOrder) {
 }
 
 TEST_F(StartUpTest, ASecondDaemonOnTheSameBoardEndsAtOnce) {
-  const std::string command =
-      "KADREND_BOARD='" + board() + "' '" + KADREND_DAEMON + "' > /dev/null 2> '" + board() + "/second'";
-  const int status = std::system(command.c_str());
+  const std::string second =
+      "KADREND_BOARD='" + board() + "' " + shellCommand(KADREND_DAEMON) + "> /dev/null 2> '" + board() + "/second'";
+  const int status = std::system(second.c_str());
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 1);
   EXPECT_NE(m_directory.get("second"), "");

@@ -62,6 +62,18 @@ bool waitUntil(const std::function<bool()>& condition, int timeoutMs) {
   return true;
 }
 
+std::vector<std::string> command(const std::string& program) {
+  const char* const emulator = std::getenv("KADREND_EMULATOR");
+  if (emulator == nullptr) return {program};
+  return {emulator, program};
+}
+
+std::string shellCommand(const std::string& program) {
+  std::string line;
+  for (const std::string& each : command(program)) line += "'" + each + "' ";
+  return line;
+}
+
 DaemonTest::DaemonTest(std::string config, std::string option) : m_option(std::move(option)) {
   m_directory.put("board.conf", config);
 }
@@ -80,13 +92,15 @@ void DaemonTest::spawn() {
   environment.push_back(own.data());
   environment.push_back(nullptr);
   const char* other = std::getenv("KADREND_DAEMON");
-  std::string program = other != nullptr ? other : KADREND_DAEMON;
-  std::string option = m_option;
-  char* arguments[] = {program.data(), option.empty() ? nullptr : option.data(), nullptr};
+  std::vector<std::string> words = command(other != nullptr ? other : KADREND_DAEMON);
+  if (!m_option.empty()) words.push_back(m_option);
+  std::vector<char*> arguments;
+  for (std::string& entry : words) arguments.push_back(entry.data());
+  arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments, environment.data());
+  const int result = posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environment.data());
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");
 }

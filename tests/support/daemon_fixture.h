@@ -28,6 +28,11 @@ std::string toHex(TIRK_MCUC::Bytes bytes);
 // Polls the condition until it holds; false after the time is up.
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
 
+// The words that start a program of this build: its path, behind the emulator's where the build is for another
+// processor. As a shell takes them, a blank at the end.
+std::vector<std::string> command(const std::string& program);
+std::string shellCommand(const std::string& program);
+
 class DaemonTest : public ::testing::Test {
  protected:
   explicit DaemonTest(std::string config = "journal = on\n", std::string option = "-debug");

@@ -125,14 +125,14 @@ struct WatchArguments {
 };
 
 std::string timeOfDay() {
-  const auto now = std::chrono::system_clock::now();
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  // Not by <chrono>: on 32-bit boards its library has a clock that ends in 2038.
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
   std::tm local{};
-  ::localtime_r(&seconds, &local);
+  ::localtime_r(&now.tv_sec, &local);
   char text[32];
   std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
-                static_cast<int>(ms));
+                static_cast<int>(now.tv_nsec / 1000000));
   return text;
 }
 
