@@ -5,4 +5,5 @@ set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)  # notes on what GCC 7 changed; everything here is built with one compiler
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
