@@ -51,7 +51,7 @@ class HexText {
   operator const char*() const { return m_text; }
 
  private:
-  char m_text[Capacity] = {};
+  char m_text[Capacity];  // Bytes2String ends what it writes
 };
 
 }  // namespace TIRK_MCUC

@@ -30,6 +30,11 @@ CTrace::CLogRecorder::CLogRecorder(char* buffer, unsigned long size)
   reset();
 }
 
+CTrace::CLogRecorder::CLogRecorder(char* buffer, unsigned long size, const char* file, int line)
+    : m_lpszBuf(buffer), m_dwSize(size) {
+  *this << file << " : " << line << " ";
+}
+
 void CTrace::CLogRecorder::reset() {
   m_dwPos = 0;
   m_bHex = 0;

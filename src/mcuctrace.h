@@ -41,6 +41,8 @@ class CTrace {
   class CLogRecorder {
    public:
     CLogRecorder(char* buffer, unsigned long size);
+    // With "file : line " to begin with; what follows the text's terminator is left as it is. Requires a buffer.
+    CLogRecorder(char* buffer, unsigned long size, const char* file, int line);
     virtual ~CLogRecorder() = default;
     CLogRecorder(const CLogRecorder&) = delete;
     CLogRecorder& operator=(const CLogRecorder&) = delete;
@@ -116,14 +118,14 @@ class CTrace {
 // Writes "file : line text"; `items` are stream operands and are not evaluated when the level is filtered.
 //   TRACE_ERROR("=== openThing ===open failed! ret = " << ret);
 // NOLINTBEGIN(bugprone-macro-parentheses): `items` continue a chain of <<
-#define KAD_TRACE(level, items)                                                          \
-  do {                                                                                   \
-    if (TIRK_MCUC::traceEnabled(level)) {                                                \
-      char traceBuffer_[1024];                                                           \
-      TIRK_MCUC::CTrace::CLogRecorder traceRecorder_(traceBuffer_, sizeof traceBuffer_); \
-      traceRecorder_ << __FILE_NAME__ << " : " << __LINE__ << " " << items;              \
-      TIRK_MCUC::CTrace::instance().trace_string(level, traceRecorder_);                 \
-    }                                                                                    \
+#define KAD_TRACE(level, items)                                                                                   \
+  do {                                                                                                            \
+    if (TIRK_MCUC::traceEnabled(level)) {                                                                         \
+      char traceBuffer_[1024];                                                                                    \
+      TIRK_MCUC::CTrace::CLogRecorder traceRecorder_(traceBuffer_, sizeof traceBuffer_, __FILE_NAME__, __LINE__); \
+      traceRecorder_ << items;                                                                                    \
+      TIRK_MCUC::CTrace::instance().trace_string(level, traceRecorder_);                                          \
+    }                                                                                                             \
   } while (false)
 // NOLINTEND(bugprone-macro-parentheses)
 #define TRACE_ERROR(items) KAD_TRACE(TIRK_MCUC::kTraceError, items)

@@ -360,6 +360,25 @@ TEST_F(PeerLinkTest, DoesNotAnswerAFrameThatCannotBeDecoded) {
   EXPECT_EQ(logged("= Begin reply Message ="), 1U);
 }
 
+// Requests to the cards and to a space that pauses go another way than reads of the card's own registers.
+TEST_F(PeerLinkTest, AnswersInTheOrderOfTheRequestsWhicheverWayTheyTake) {
+  startLink();
+  const ThirdProtoMCUCMsg own = BusClient::request(kCodeRead, kPositionSpace, 4, {}, {});
+  const ThirdProtoMCUCMsg card = BusClient::request(kCodeWrite, 0, 1, ByteVector{1}, {.deviceType = kDeviceRecvCard});
+  const ThirdProtoMCUCMsg pausing = request(kCodeWrite, 0x02400000, ByteVector(4, 1));
+  uint32_t sent = 0;
+  uint32_t answered = 0;
+  for (int round = 0; round < 20; ++round) {
+    for (const auto& next : {own, card, own, own, pausing, own, card, own})
+      ASSERT_TRUE(m_peer->send(m_peer->datagram(next, sent++)));
+    while (answered < sent) {
+      const auto reply = m_peer->receive(5000);
+      ASSERT_TRUE(reply);
+      ASSERT_EQ(reply->envelope.detail, answered++);
+    }
+  }
+}
+
 TEST_F(PeerLinkTest, HoldsWritesUntilThereIsAWorker) {
   startLink();
   for (const uint8_t value : ByteVector{1, 2, 3})

@@ -42,8 +42,11 @@ int adjustPorts(uint16_t mask, uint8_t brightness) {
 
 }  // namespace
 
-const SpaceTraits Addr_IntelligentBrightnessRegister::kTraits{
-    "Addr_IntelligentBrightnessRegister", kBase, 0xFFFF0000, nullptr, false, false, kDocs};
+const SpaceTraits Addr_IntelligentBrightnessRegister::kTraits{.className = "Addr_IntelligentBrightnessRegister",
+                                                              .baseRegisterAddr = kBase,
+                                                              .keyMask = 0xFFFF0000,
+                                                              .docs = kDocs,
+                                                              .pauses = true};
 
 Fshl_cmd Addr_IntelligentBrightnessRegister::cmd_tblOffset[] = {{kBase,
                                                                  "intelligent brightness",

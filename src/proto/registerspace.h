@@ -7,7 +7,8 @@
 //   static int ReadX(IMD_proto3rd*);                  // appends the reply data
 //   static int WriteX(IMD_proto3rd*);                 // applies, or queues with queueWriteRecord
 // The base owns the map, the lookup, the length and access check, the refusals with their ack, the queueing of a write
-// record with its lines, and the print-out. It runs on the IPC receive thread and never waits for the worker.
+// record with its lines, and the print-out. It runs for one request at a time, on a thread of the peer link, and never
+// waits for the worker.
 //
 // Refusals: a result of 4 to 7 sets the request's ack to 4; a read that the device failed does so too, whatever its
 // result, through refuse(). Nothing is queued, stored or changed by a refused request.
@@ -37,6 +38,7 @@ struct SpaceTraits {
   bool logsKeyAndMap = false;              // writes "RegisterAddr = ", " map size = " before the lookup
   bool listsMap = false;                   // writes the map's size and entries before the lookup
   std::span<const RegisterDoc> docs = {};  // one a sub-table entry, in its order; the last stands for those that follow
+  bool pauses = false;                     // an answer may take longer than a few accesses to the board
 };
 
 // The lines of one queued write.

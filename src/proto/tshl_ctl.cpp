@@ -101,6 +101,11 @@ uint32_t Tshl_ctl::spaceMask(uint32_t address) {
   }
 }
 
+bool Tshl_ctl::pauses(uint32_t address) const {
+  const auto found = m_mapProtoShl.find(address & spaceMask(address));
+  return found != m_mapProtoShl.end() && m_spaces[found->second.NO]->traits().pauses;
+}
+
 int Tshl_ctl::Ssh_StartSendCard(IMD_proto3rd* request) {
   if (request == nullptr) {
     TRACE_ERROR("=== Ssh_StartSendCard ===Ssh_StartSendCard: The proto is NULL! return.");

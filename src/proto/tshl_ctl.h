@@ -1,5 +1,5 @@
 // The register dispatcher: the register map of this card, and forwarding to the cards behind the output ports.
-// Everything here runs on the IPC receive thread, one request at a time; the map is read-only after initialize.
+// Everything here runs for one request at a time, on a thread of the peer link; the map is read-only after initialize.
 #pragma once
 
 #include <array>
@@ -74,6 +74,7 @@ class Tshl_ctl {
   const RegisterSpace* space(size_t index) const { return m_spaces.at(index); }  // of a table entry
   // What of an address selects its space: the top byte for spaces that own all of it, else the top 16 bits.
   static uint32_t spaceMask(uint32_t address);
+  bool pauses(uint32_t address) const;  // whether the address's space may pause before it answers
 
   // Dispatch by device type 0, 1, 2, 3, 4. Read data and ack go into the request.
   int Ssh_StartSendCard(IMD_proto3rd* request);

@@ -3,6 +3,8 @@
 //   wait     blocks in the bus and puts each message on the local queue
 //   receive  takes messages off the queue, checks and decodes them and hands them to the request intake
 //   flag     waits until the FPGA is loaded, restores it, then runs the cycle
+// Messages are handled one at a time, in the order in which they came. While the receive thread has none, the wait
+// thread handles a message itself if nothing in it waits: a hand-over would cost as much as the rest of its answer.
 #pragma once
 
 #include <atomic>
@@ -41,7 +43,8 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   unsigned SendMsgNew(IMD_proto3rd* record);   // to the task in `processID`
 
   // --- receiving.
-  // The bus callback, wait thread; `argument` is the McuIMDThread. Owns the message. 0 or 0x80005004.
+  // The bus callback, wait thread; `argument` is the McuIMDThread. Owns the message, and handles it or puts it on the
+  // local queue. 0 or 0x80005004.
   static int ipc_event_deal(void* session, void* argument, apipc_msg_t* message, int length);
   // Receive thread: handles messages, sleeping while there are none, until one is dropped (0x80005004) or a stop is
   // requested (0).
@@ -67,6 +70,8 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   void RecvMsg();
   void FlagMsg();
 
+  bool answersWithoutWait(apipc_msg_t* message) const;
+  unsigned handOver(apipc_msg_t* message);
   std::optional<apipc_msg_t*> takeMessage();  // empty: asked to end
   unsigned dealMessage(apipc_msg_t* message);
   void noteSender(uint32_t uiid);
@@ -96,6 +101,10 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   CMutexThread m_arrivalMutex;  // guards m_arrived; a leaf
   CCondition m_arrival;
   bool m_arrived = false;  // a message was queued since the receive thread last found the queue empty
+  // Messages that the receive thread has, or will find on the queue. Only the wait thread adds to them: once it sees
+  // none, there are none until it hands over the next.
+  std::atomic<size_t> m_handedOver{0};
+  std::atomic<bool> m_receiving{false};  // the receive thread has begun
 
   uint32_t m_lastCalculateCnt = 0;  // flag thread: the calculation counter as seen in the previous cycle
 };

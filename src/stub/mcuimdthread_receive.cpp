@@ -1,8 +1,9 @@
-// The receive path: from the bus callback through the local queue to the request intake.
+// The receive path: from the bus callback, through the local queue or past it, to the request intake.
 #include <algorithm>
 
 #include "mcuctrace.h"
 #include "proto/data_common.h"
+#include "proto/tshl_ctl.h"
 #include "stub/mcuimdthread.h"
 #include "stub/stubutil.h"
 
@@ -35,6 +36,11 @@ class QueuedMessage {
   Bytes m_body;
 };
 
+// Whether the frame that the envelope announces is inside a message of this length.
+bool holdsFrame(const ipcHeaderInfo& head, size_t length) {
+  return head.payloadLength <= TP_RECV_BUFFER_LENGTH && head.payloadLength <= length - kEnvelopeLength;
+}
+
 bool resetInProgress() {
   const uint8_t state = Data_Global::getInstance()->RebootRF;
   return state == 1 || state == 2;
@@ -48,23 +54,49 @@ int McuIMDThread::ipc_event_deal(void*, void* argument, apipc_msg_t* message, in
     TRACE_ERROR("=== ipc_event_deal ===Apipc, the data is null, return.");
     return static_cast<int>(kInvalidMessage);
   }
+  auto* self = static_cast<McuIMDThread*>(argument);
+  if (!self->answersWithoutWait(message)) return static_cast<int>(self->handOver(message));
+  self->dealMessage(message);
+  return 0;
+}
+
+// Whether the wait thread may handle a message: nothing that came before it is left, and nothing in it can wait, so
+// that the bus is not left alone for longer than a few accesses to the board take. What is dropped is left to the
+// receive thread, which begins anew after it.
+bool McuIMDThread::answersWithoutWait(apipc_msg_t* message) const {
+  if (m_handedOver != 0 || !m_receiving || m_bExitRecvThread || resetInProgress()) return false;
+  uint32_t length = 0;
+  const uint8_t* body = apipc_que_attach(message, &length);
+  if (body == nullptr || length < kEnvelopeLength + kShortestFrame) return false;
+  const Bytes bytes(body, length);
+  if (!holdsFrame(ipcHeaderInfo::decode(bytes.first<kEnvelopeLength>()), length)) return false;
+  MCUCMsg frame;
+  frame.DecodeHeader(body + kEnvelopeLength, static_cast<int>(length) - kEnvelopeLength);
+  return frame.m_ucDeviceType == kDeviceSendCard && !Tshl_ctl::getInstance()->pauses(frame.m_uiRegisterUnitAddress) &&
+         StubUtil::getInstance()->hasWorkRoom();
+}
+
+// The message becomes the queue's: 0; or it is released: 0x80005004.
+unsigned McuIMDThread::handOver(apipc_msg_t* message) {
+  ++m_handedOver;
   apipc_msg_t* queued = message;
   if (apipc_enq(&queued) < 0) {
     TRACE_ERROR("=== ipc_event_deal ===Apipc, Data into queue invalid, return.");
+    --m_handedOver;
     apipc_que_detach(message, nullptr);
-    return static_cast<int>(kInvalidMessage);
+    return kInvalidMessage;
   }
-  auto* self = static_cast<McuIMDThread*>(argument);
   {
-    const CMutexGuardT guard(self->m_arrivalMutex);
-    self->m_arrived = true;
+    const CMutexGuardT guard(m_arrivalMutex);
+    m_arrived = true;
   }
-  self->m_arrival.notifyOne();
+  m_arrival.notifyOne();
   return 0;
 }
 
 void McuIMDThread::RecvMsg() {
   TRACE_INFO("RecvMeg process thread begin:");
+  m_receiving = true;
   while (!m_bExitRecvThread) ipc_event_deal_th();
   TRACE_INFO("RecvMeg process thread exit.");
 }
@@ -87,7 +119,9 @@ unsigned McuIMDThread::ipc_event_deal_th() {
     // A write is acknowledged before it is applied. Peers that write faster than that wait here in the end, outside
     // every lock that the worker takes: the queue of messages fills, then their sockets.
     StubUtil::getInstance()->waitForWorkRoom();
-    if (const unsigned result = dealMessage(*message); result != 0) return result;
+    const unsigned result = dealMessage(*message);
+    --m_handedOver;
+    if (result != 0) return result;
   }
   return 0;
 }
@@ -113,7 +147,7 @@ unsigned McuIMDThread::dealMessage(apipc_msg_t* message) {
   }
   const auto head = ipcHeaderInfo::decode(body.first<kEnvelopeLength>());
   const Bytes payload = body.subspan(kEnvelopeLength);
-  if (head.payloadLength > TP_RECV_BUFFER_LENGTH || head.payloadLength > payload.size()) {
+  if (!holdsFrame(head, body.size())) {
     TRACE_ERROR("=== ipc_event_deal ===Recv, the frame length " << head.payloadLength
                                                                 << " leaves the message, length = " << body.size());
     return kInvalidMessage;

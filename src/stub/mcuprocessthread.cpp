@@ -52,6 +52,11 @@ int McuProcessThread::UnInit() {
 }
 
 void McuProcessThread::addMessageToList(std::unique_ptr<MCUProcessDataBlock> block) {
+  addWithoutWaking(std::move(block));
+  wake();
+}
+
+void McuProcessThread::addWithoutWaking(std::unique_ptr<MCUProcessDataBlock> block) {
   assert(block != nullptr);
   TRACE_INFO(" <<<<<<<<<<<< Add apipc data list Begin >>>>>>>>>>>>");
   {
@@ -60,6 +65,9 @@ void McuProcessThread::addMessageToList(std::unique_ptr<MCUProcessDataBlock> blo
     push(std::move(block));
     TRACE_INFO(" <<<<<<<<<<<< Add apipc data list UnLock   >>>>>>>>>>>>");
   }
+}
+
+void McuProcessThread::wake() {
   m_workArrived.notifyOne();
 }
 
@@ -71,6 +79,11 @@ void McuProcessThread::push(std::unique_ptr<MCUProcessDataBlock> block) {
 void McuProcessThread::waitForRoom() {
   const CMutexGuardT guard(m_processLstMenux);
   while (full() && !m_bExitMcuProcessThread) m_roomArrived.wait(m_processLstMenux);
+}
+
+bool McuProcessThread::hasRoom() {
+  const CMutexGuardT guard(m_processLstMenux);
+  return !full();
 }
 
 size_t McuProcessThread::pending() {

@@ -38,9 +38,13 @@ class McuProcessThread : public std::enable_shared_from_this<McuProcessThread> {
 
   // Appends; requires a block. Any thread, a handler on the worker included. Never waits for a handler.
   void addMessageToList(std::unique_ptr<MCUProcessDataBlock> block);
+  // The same in two steps, for a caller with something to do before a sleeping worker begins.
+  void addWithoutWaking(std::unique_ptr<MCUProcessDataBlock> block);
+  void wake();
   // Returns when there is room, or when the worker was asked to end. Never on the worker, and without a lock that a
   // handler takes.
   void waitForRoom();
+  bool hasRoom();    // any thread
   size_t pending();  // items that are queued or being applied; any thread
 
   // The worker's body: sleeps until there is an item or a stop request.

@@ -31,8 +31,8 @@ class StubUtil {
   int SetEnvKadrendVerToRootfs();  // 0, or -1 when the environment store could not be opened
   void SetKadrendVersion(const char* version);
 
-  // --- intake (IPC receive thread): dispatches the request under m_stubMenux and replies. The routine's result, or -1
-  // when nothing was dispatched.
+  // --- intake (the peer link, one request at a time): dispatches the request under m_stubMenux and replies; what it
+  // queued starts after the reply. The routine's result, or -1 when nothing was dispatched.
   int onDataRecvFromIMDNew(IMD_proto3rd* record);
   bool checkSelfDeviceRequestNew(IMD_proto3rd* record);
 
@@ -45,6 +45,7 @@ class StubUtil {
   bool addMessageToList(std::unique_ptr<MCUProcessDataBlock> block);
   // Returns when the work queue has room, or when there is no worker. Receive thread, before it takes a request.
   void waitForWorkRoom();
+  bool hasWorkRoom();    // whether that would return at once
   size_t pendingWork();  // items that are queued, held or being applied
 
  private:

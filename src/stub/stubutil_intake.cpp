@@ -30,6 +30,33 @@ int dispatch(IMD_proto3rd* record) {
   }
 }
 
+// While it lives, a sleeping worker that this thread gives an item is not woken before its end: the reply goes out
+// first.
+class WakeAfterReply {
+ public:
+  WakeAfterReply() { s_present = this; }
+  ~WakeAfterReply() {
+    s_present = nullptr;
+    if (m_worker != nullptr) m_worker->wake();
+  }
+  WakeAfterReply(const WakeAfterReply&) = delete;
+  WakeAfterReply& operator=(const WakeAfterReply&) = delete;
+
+  // Wakes the worker, now or at the end of this thread's object.
+  static void wake(std::shared_ptr<McuProcessThread> worker) {
+    if (s_present == nullptr) {
+      worker->wake();
+    } else {
+      s_present->m_worker = std::move(worker);
+    }
+  }
+
+ private:
+  static thread_local WakeAfterReply* s_present;
+  std::shared_ptr<McuProcessThread> m_worker;
+};
+thread_local WakeAfterReply* WakeAfterReply::s_present = nullptr;
+
 // A request that fails in a way of its own is refused; the daemon goes on.
 int dispatchGuarded(IMD_proto3rd* record) {
   try {
@@ -46,6 +73,7 @@ int dispatchGuarded(IMD_proto3rd* record) {
 int StubUtil::onDataRecvFromIMDNew(IMD_proto3rd* record) {
   if (record == nullptr) return kUnknown;
   TRACE_INFO(" >>>>>>>>>> onDataRecvFromIMDNew Lock <<<<<<<<<<<<");
+  const WakeAfterReply wakeAfterReply;
   CMutexGuardT guard(m_stubMenux);
   if (!checkSelfDeviceRequestNew(record)) {
     guard.UnLock();
@@ -99,12 +127,20 @@ bool StubUtil::addMessageToList(std::unique_ptr<MCUProcessDataBlock> block) {
     worker = m_McuProcessThreadPtr;
     if (worker == nullptr) m_held.push_back(std::move(block));
   }
-  if (worker != nullptr) worker->addMessageToList(std::move(block));
+  if (worker != nullptr) {
+    worker->addWithoutWaking(std::move(block));
+    WakeAfterReply::wake(std::move(worker));
+  }
   return true;
 }
 
 void StubUtil::waitForWorkRoom() {
   if (const auto thread = worker()) thread->waitForRoom();
+}
+
+bool StubUtil::hasWorkRoom() {
+  const auto thread = worker();
+  return thread == nullptr || thread->hasRoom();
 }
 
 size_t StubUtil::pendingWork() {
