@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -29,7 +30,12 @@ long statusField(const fs::path& status, const std::string& field) {
 ChildProcess::ChildProcess(const std::function<void()>& body) : m_pid(::fork()) {
   if (m_pid < 0) throw std::runtime_error("fork");
   if (m_pid == 0) {
-    body();
+    try {
+      body();
+    } catch (const std::exception& failure) {
+      std::fprintf(stderr, "%s\n", failure.what());
+      ::_exit(1);
+    }
     ::_exit(0);
   }
 }
@@ -58,14 +64,35 @@ ScratchDirectory::~ScratchDirectory() {
   fs::remove_all(m_path, ignored);
 }
 
-ChildProcess startDaemon(const std::string& board, const char* option) {
+ChildProcess startProgram(const std::string& program, const std::string& argument) {
   return ChildProcess([&] {
-    ::setenv("KADREND_BOARD", board.c_str(), 1);
     const int null = ::open("/dev/null", O_WRONLY);
     ::dup2(null, STDOUT_FILENO);
-    ::execl(KADREND_DAEMON, "kadrend", option, nullptr);
+    ::execl(program.c_str(), program.c_str(), argument.empty() ? nullptr : argument.c_str(), nullptr);
     ::_exit(127);
   });
+}
+
+ChildProcess startDaemon(const std::string& board) {
+  ::setenv("KADREND_BOARD", board.c_str(), 1);
+  return startProgram(KADREND_DAEMON);
+}
+
+std::vector<double> inChild(const std::function<std::vector<double>()>& body) {
+  int ends[2];
+  if (::pipe(ends) != 0) throw std::runtime_error("pipe");
+  const ChildProcess child([&] {
+    const std::vector<double> values = body();
+    const size_t bytes = values.size() * sizeof(double);
+    if (::write(ends[1], values.data(), bytes) != static_cast<ssize_t>(bytes)) ::_exit(1);
+  });
+  ::close(ends[1]);
+  std::vector<double> values(64);
+  const ssize_t bytes = ::read(ends[0], values.data(), values.size() * sizeof(double));
+  ::close(ends[0]);
+  if (bytes <= 0) throw std::runtime_error("a measuring process failed");
+  values.resize(static_cast<size_t>(bytes) / sizeof(double));
+  return values;
 }
 
 long residentKb(pid_t pid) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -37,8 +38,13 @@ class ScratchDirectory {
   std::string m_path;
 };
 
-// The daemon on `board`, with a log option or without. Returns at once.
-ChildProcess startDaemon(const std::string& board, const char* option = nullptr);
+// Starts a program that writes its standard output nowhere. Returns at once.
+ChildProcess startProgram(const std::string& program, const std::string& argument = "");
+// The daemon on `board`.
+ChildProcess startDaemon(const std::string& board);
+
+// Runs `body` in a child process and returns what it returns there. Throws when the child fails.
+std::vector<double> inChild(const std::function<std::vector<double>()>& body);
 
 long residentKb(pid_t pid);         // kB
 long voluntarySwitches(pid_t pid);  // of all threads: how often they went to sleep

@@ -3,9 +3,7 @@
 #include <sched.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <numeric>
 
 namespace bench {
 
@@ -17,7 +15,30 @@ double sortedAt(std::vector<double> values, double share) {
   return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
+std::string numbers(const Series& series, const std::string& unit) {
+  if (series.rounds.empty()) return "";
+  char text[96];
+  std::snprintf(text, sizeof text, "%.4g / %.4g / %.4g %s", series.minimum(), series.median(), series.maximum(),
+                unit.c_str());
+  return text;
+}
+
+std::string targetText(const Target& target) {
+  if (target.kind == Target::kNone) return "";
+  char text[32];
+  std::snprintf(text, sizeof text, "%s %.4g", target.kind == Target::kRatioAtLeast ? ">=" : "<=", target.bound);
+  return text;
+}
+
+nlohmann::json toJson(const Series& series) {
+  return {{"rounds", series.rounds}, {"min", series.minimum()}, {"median", series.median()}, {"max", series.maximum()}};
+}
+
 }  // namespace
+
+double microsecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
 
 double Series::minimum() const {
   return sortedAt(rounds, 0);
@@ -29,37 +50,66 @@ double Series::maximum() const {
   return sortedAt(rounds, 1);
 }
 
-void printTable(const std::vector<Row>& rows) {
-  std::printf("%-44s %28s %-30s %28s %8s %8s\n", "figure", "min / median / max", "yardstick", "min / median / max",
-              "ratio", "target");
-  for (const Row& row : rows) {
-    const auto numbers = [&row](const Series& series) {
-      char text[64];
-      std::snprintf(text, sizeof text, "%.4g / %.4g / %.4g %s", series.minimum(), series.median(), series.maximum(),
-                    row.unit.c_str());
-      return std::string(series.rounds.empty() ? "" : text);
-    };
-    char ratio[16] = "";
-    char target[16] = "";
-    if (!row.yardstick.rounds.empty()) std::snprintf(ratio, sizeof ratio, "%.2f", row.ratio());
-    if (row.target > 0) std::snprintf(target, sizeof target, "%.4g", row.target);
-    std::printf("%-44s %28s %-30s %28s %8s %8s\n", row.name.c_str(), numbers(row.figure).c_str(),
-                row.yardstickName.c_str(), numbers(row.yardstick).c_str(), ratio, target);
+double Row::ratio() const {
+  std::vector<double> ratios;
+  const size_t rounds = std::min(figure.rounds.size(), yardstick.rounds.size());
+  for (size_t i = 0; i < rounds; ++i) ratios.push_back(figure.rounds[i] / yardstick.rounds[i]);
+  return sortedAt(ratios, 0.5);
+}
+
+bool Row::met() const {
+  switch (target.kind) {
+    case Target::kRatioAtMost:
+      return ratio() <= target.bound;
+    case Target::kRatioAtLeast:
+      return ratio() >= target.bound;
+    case Target::kFigureAtMost:
+      return figure.median() <= target.bound;
+    default:
+      return true;
   }
 }
 
-nlohmann::json toJson(const std::vector<Row>& rows) {
+void printTable(const Rows& rows) {
+  constexpr const char* kFormat = "%-44s %30s  %-32s %30s %7s %9s %s\n";
+  std::printf(kFormat, "figure", "min / median / max", "yardstick", "min / median / max", "ratio", "target", "");
+  for (const Row& row : rows) {
+    char ratio[16] = "";
+    if (!row.yardstick.rounds.empty()) std::snprintf(ratio, sizeof ratio, "%.2f", row.ratio());
+    std::printf(kFormat, row.name.c_str(), numbers(row.figure, row.unit).c_str(), row.yardstickName.c_str(),
+                numbers(row.yardstick, row.unit).c_str(), ratio, targetText(row.target).c_str(),
+                row.target.kind == Target::kNone ? ""
+                : row.met()                      ? "met"
+                                                 : "NOT MET");
+  }
+}
+
+nlohmann::json toJson(const Rows& rows) {
   nlohmann::json out = nlohmann::json::array();
   for (const Row& row : rows) {
-    nlohmann::json entry{
-        {"name", row.name}, {"unit", row.unit}, {"rounds", row.figure.rounds}, {"median", row.figure.median()}};
+    nlohmann::json entry{{"name", row.name}, {"unit", row.unit}, {"figure", toJson(row.figure)}};
     if (!row.yardstick.rounds.empty()) {
-      entry["yardstick"] = {
-          {"name", row.yardstickName}, {"rounds", row.yardstick.rounds}, {"median", row.yardstick.median()}};
+      entry["yardstick"] = toJson(row.yardstick);
+      entry["yardstick"]["name"] = row.yardstickName;
       entry["ratio"] = row.ratio();
     }
-    if (row.target > 0) entry["target"] = row.target;
+    if (row.target.kind != Target::kNone) {
+      entry["target"] = targetText(row.target);
+      entry["met"] = row.met();
+    }
     out.push_back(std::move(entry));
+  }
+  return out;
+}
+
+nlohmann::json toJson(const Curves& curves) {
+  nlohmann::json out = nlohmann::json::array();
+  for (const Curve& curve : curves) {
+    out.push_back({{"name", curve.name},
+                   {"title", curve.title},
+                   {"x", curve.xLabel},
+                   {"y", curve.yLabel},
+                   {"points", curve.points}});
   }
   return out;
 }
@@ -71,16 +121,22 @@ void interleave(int rounds, Row& row, const std::function<double()>& figure, con
   }
 }
 
-Latency timeExchanges(int count, const std::function<void()>& exchange) {
-  using Clock = std::chrono::steady_clock;
+Latency timeExchanges(int count, const std::function<void()>& exchange, const std::function<void()>& between) {
   std::vector<double> times;
   times.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) {
+    if (between) between();
     const auto start = Clock::now();
     exchange();
-    times.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    times.push_back(microsecondsSince(start));
   }
-  return {std::accumulate(times.begin(), times.end(), 0.0) / count, sortedAt(times, 0.5), sortedAt(times, 0.99)};
+  return {sortedAt(times, 0.5), sortedAt(times, 0.99)};
+}
+
+double medianOf(int count, const std::function<double()>& take) {
+  std::vector<double> values;
+  for (int i = 0; i < count; ++i) values.push_back(take());
+  return sortedAt(values, 0.5);
 }
 
 void pinToCore(int core) {

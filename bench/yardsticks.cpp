@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -50,14 +51,14 @@ void serveEcho(const std::string& directory) {
   const int answers = connectTo(directory + "/client");
   std::mutex mutex;
   std::condition_variable arrived;
-  uint16_t pending = 0;
+  std::deque<uint16_t> pending;
   std::thread answering([&] {
     const std::vector<char> reply(70000);
     for (;;) {
       std::unique_lock lock(mutex);
-      arrived.wait(lock, [&] { return pending != 0; });
-      const size_t length = pending;
-      pending = 0;
+      arrived.wait(lock, [&] { return !pending.empty(); });
+      const size_t length = pending.front();
+      pending.pop_front();
       lock.unlock();
       ::send(answers, reply.data(), length, 0);
     }
@@ -65,9 +66,11 @@ void serveEcho(const std::string& directory) {
   std::vector<char> buffer(70000);
   for (;;) {
     if (::recv(fd, buffer.data(), buffer.size(), 0) < 2) continue;
+    uint16_t wanted = 0;
+    std::memcpy(&wanted, buffer.data(), sizeof wanted);
     {
       const std::lock_guard lock(mutex);
-      std::memcpy(&pending, buffer.data(), sizeof pending);
+      pending.push_back(wanted);
     }
     arrived.notify_one();
   }
@@ -86,11 +89,15 @@ BareEcho::~BareEcho() {
   ::close(m_socket);
 }
 
-void BareEcho::exchange(size_t requestBytes, size_t replyBytes) {
+void BareEcho::send(size_t requestBytes, size_t replyBytes) {
   static std::array<char, 70000> buffer;
   const auto wanted = static_cast<uint16_t>(replyBytes);
   std::memcpy(buffer.data(), &wanted, sizeof wanted);
   if (::send(m_sender, buffer.data(), requestBytes, 0) < 0) throw std::runtime_error("echo");
+}
+
+void BareEcho::receive() {
+  static std::array<char, 70000> buffer;
   if (::recv(m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
 }
 

@@ -16,7 +16,12 @@ class BareEcho {
   ~BareEcho();
   BareEcho(const BareEcho&) = delete;
   BareEcho& operator=(const BareEcho&) = delete;
-  void exchange(size_t requestBytes, size_t replyBytes);  // one datagram there, one of `replyBytes` back
+  void send(size_t requestBytes, size_t replyBytes);  // a datagram that is answered by one of `replyBytes`
+  void receive();
+  void exchange(size_t requestBytes, size_t replyBytes) {
+    send(requestBytes, replyBytes);
+    receive();
+  }
 
  private:
   int m_socket = -1;

@@ -1,5 +1,10 @@
 #include "stub/mcuprocessthread.h"
 
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <cassert>
 #include <utility>
 
@@ -13,6 +18,16 @@ namespace {
 size_t cost(const MCUProcessDataBlock& block) {
   return sizeof block + block.m_data.size();
 }
+
+// What was acknowledged can wait, a peer does not: with one core for both, replies come first. Where this is refused,
+// both take turns.
+void giveWayToRequests() {
+  constexpr int kNice = 5;
+  const sched_param unused{};
+  pthread_setschedparam(pthread_self(), SCHED_BATCH, &unused);
+  static_cast<void>(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNice));
+}
+
 }  // namespace
 
 McuProcessThread::McuProcessThread(std::vector<std::unique_ptr<MCUProcessDataBlock>> held) {
@@ -98,6 +113,7 @@ void* McuProcessThread::ThreadProc(void* argument) {
 
 void McuProcessThread::doProcess() {
   TRACE_INFO("doProcess process thread begin:");
+  giveWayToRequests();
   // The handler runs without the list lock: an acknowledgement never waits for it. Order and "one at a time" follow
   // from the one worker.
   while (const auto block = waitForFront()) Tprocess_ctl::getInstance()->onProcessDealwith(block.get());
