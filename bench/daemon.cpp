@@ -46,7 +46,12 @@ void RawExchange::receive() {
 Daemon::Daemon() {
   std::ofstream(m_directory.path() + "/board.conf") << "journal = off\n";
   restart();
+  settle();
+}
+
+void Daemon::settle() const {
   std::this_thread::sleep_for(kStartUp);
+  rest(20);
 }
 
 double Daemon::restart() {

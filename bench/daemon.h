@@ -41,6 +41,7 @@ class Daemon {
 
   // Ends the daemon and starts it again: milliseconds from exec to the first reply.
   double restart();
+  void settle() const;  // returns when a start is over: after some seconds
   RawExchange reading(uint32_t address = kPositionSpace, uint16_t length = kReadLength) const;
   RawExchange writing(uint32_t address, const std::vector<uint8_t>& data) const;
   // Returns when the daemon has been at rest for so long.

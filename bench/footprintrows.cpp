@@ -84,10 +84,11 @@ void binary(Rows& rows) {
 }  // namespace
 
 void footprintRows(Daemon& daemon, int rounds, Rows& rows) {
+  start(daemon, rounds, rows);
+  daemon.settle();
   idle(daemon, rounds, rows);
   resident(daemon, rounds, rows);
   queuedWrites(daemon, rounds, rows);
-  start(daemon, rounds, rows);
   binary(rows);
 }
 

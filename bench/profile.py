@@ -21,16 +21,19 @@ def run(*command, **options):
     return subprocess.run(command, capture_output=True, text=True, check=True, **options).stdout
 
 
+def short(name):
+    """A function's name without its arguments."""
+    name = re.sub(r"@@?GLIBC\S*|'2|\(anonymous namespace\)::|TIRK_MCUC::", "", name)
+    return re.split(r"[(<]", name)[0].split()[-1]
+
+
 def functions(dump):
     """The ten most expensive functions of a dump, and the instructions of all."""
     text = run("callgrind_annotate", "--threshold=100", str(dump))
-    total = int(re.search(r"^([\d,]+).*PROGRAM TOTALS", text, re.M)[1].replace(",", ""))
-    rows = []
-    for share, name in re.findall(r"^\s*[\d,]+ \(\s*([\d.]+%)\)\s+\S*?:(.+?)(?: \[.*)?$", text, re.M):
-        rows.append((share, re.sub(r"@@?GLIBC\S*|'2", "", name).strip()))
-        if len(rows) == 10:
-            break
-    return total, rows
+    counts = [(int(count.replace(",", "")), short(name))
+              for count, name in re.findall(r"^\s*([\d,]+) \(.*?\)\s+\S*?:(.+?)(?: \[.*)?$", text, re.M)]
+    total = sum(count for count, _ in counts)
+    return total, [(f"{100 * count / total:.1f} %", name) for count, name in counts[:10]]
 
 
 def until_answers(load, board):
@@ -41,10 +44,11 @@ def until_answers(load, board):
     sys.exit("profile.py: the daemon does not answer")
 
 
-def measure(name, pid, directory, work):
+def measure(name, pid, directory, warm_up, work):
     """Instructions are counted only while `work` runs."""
-    run("callgrind_control", "-z", str(pid))
     run("callgrind_control", "-i", "on", str(pid))
+    warm_up()
+    run("callgrind_control", "-d", str(pid))  # what was counted so far
     work()
     run("callgrind_control", "-i", "off", str(pid))
     run("callgrind_control", "-d", str(pid))
@@ -65,9 +69,10 @@ def main(daemon, load):
             until_answers(load, board)
             time.sleep(5)  # past what follows a start
             busy = measure("A busy second (reads and writes in turn, one client)", valgrind.pid, directory,
-                           lambda: run(load, board, str(SECONDS)))
+                           lambda: run(load, board, "1"), lambda: run(load, board, str(SECONDS)))
             time.sleep(1)
-            idle = measure("An idle second", valgrind.pid, directory, lambda: time.sleep(SECONDS))
+            idle = measure("An idle second", valgrind.pid, directory, lambda: time.sleep(1),
+                           lambda: time.sleep(SECONDS))
         finally:
             valgrind.terminate()
             valgrind.wait()

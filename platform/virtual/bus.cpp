@@ -45,9 +45,10 @@ bool identify(uint32_t task, uint64_t& device, uint64_t& inode) {
 
 }  // namespace
 
+// Made for every message that is sent: short enough for a string without memory of its own.
 std::string taskFile(uint32_t task) {
-  char name[16];
-  std::snprintf(name, sizeof name, "bus/%08x", task);
+  std::string name = "bus/00000000";
+  for (size_t at = name.size(); task != 0; task >>= 4) name[--at] = "0123456789abcdef"[task & 0x0F];
   return name;
 }
 

@@ -37,8 +37,8 @@ bool inside(uint32_t address, size_t length) {
 }
 
 int fillErased(int fd) {
-  // One piece of memory, many times: no image is ever held as a whole.
-  constexpr size_t kPieces = 64;
+  // One small piece of memory, many times: a large one would leave the heap large.
+  constexpr size_t kPieces = 512;
   const std::vector<uint8_t> erased(Flash::kSize / kPieces, 0xFF);
   for (off_t at = 0; at < static_cast<off_t>(Flash::kSize);) {
     const auto left = static_cast<size_t>(static_cast<off_t>(Flash::kSize) - at);
