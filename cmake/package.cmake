@@ -3,13 +3,13 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kadrend)
 set(CPACK_PACKAGE_CONTACT "The kadrend authors <authors@kadrend.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "sending-card daemon of an LED-wall video controller")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "sending-card daemon of an LED-wall video controller
- kadrend answers to the register map of a sending card: it keeps the state of the
- device in FPGA registers and SPI flash, lays a wall of receiving cards out over
- the output ports, and watches over brightness, colour, inputs and links.
- .
- This package serves a virtual board, a directory that stands in for the hardware,
- and brings kadctl, the command-line client.")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "kadrend answers to the register map of a sending card: it keeps the state
+of the device in FPGA registers and SPI flash, lays a wall of receiving cards
+out over the output ports, and watches over brightness, colour, inputs and
+links.
+
+This package serves a virtual board, a directory that stands in for the
+hardware, and brings kadctl, the command-line client.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

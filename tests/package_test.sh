@@ -34,7 +34,7 @@ while read -r file; do
   [ -f "$root$file" ] || fail "configuration file $file is not in the package"
 done <"$scratch/control/conffiles"
 ! dpkg-deb -c "$package" | awk '$2 != "root/root"' | grep . || fail "files that are not root's"
-places='^(etc/(default|init\.d)/kadrend|usr/s?bin/kad|usr/lib/systemd/system/kadrend|usr/share/(bash-completion|doc/kadrend|man)/)'
+places='^(etc/(default|init\.d)/kadrend|usr/s?bin/kad|usr/lib/systemd/system/kadrend|usr/share/(bash-completion|doc/kadrend|lintian|man)/)'
 strays=$(find "$root" -type f -printf '%P\n' | grep -vE "$places" || true)
 [ -z "$strays" ] || fail "files in odd places: $strays"
 
