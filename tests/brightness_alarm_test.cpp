@@ -9,8 +9,7 @@
 namespace {
 
 using namespace TIRK_MCUC;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 // "HH:MM:SS" of a day, 0 being a Sunday in March.
 CivilSeconds at(const std::string& time, int day = 0) {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -12,8 +11,7 @@
 namespace {
 
 using namespace TIRK_MCUC;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 using Table = std::array<uint8_t, kBrightnessTableSize>;
 using Region = std::array<uint8_t, kBrightnessRegionSize>;
 
@@ -25,29 +23,6 @@ Schedule scheduleOf(std::initializer_list<Moment> starts) {
   Schedule schedule;
   for (const Moment& start : starts) schedule.nodes.push_back({start.hour, start.minute, 15, 0, 0, 0, 0, 0});
   return schedule;
-}
-
-TEST(BrightnessPlan, ScheduleNodeInForce) {
-  struct Case {
-    Schedule schedule;
-    Moment now;
-    size_t node;
-  };
-  const Schedule two = scheduleOf({{0x08, 0x00}, {0x20, 0x00}});
-  const Schedule three = scheduleOf({{0x00, 0x00}, {0x09, 0x59}, {0x10, 0x00}});
-  const Schedule one = scheduleOf({{0x12, 0x00}});
-  const Schedule unsorted = scheduleOf({{0x20, 0x00}, {0x08, 0x00}, {0x12, 0x00}});
-  const Schedule same = scheduleOf({{0x08, 0x00}, {0x08, 0x00}, {0x20, 0x00}});
-  const Case cases[] = {
-      {two, {0x00, 0x00}, 1},      {two, {0x07, 0x59}, 1},      {two, {0x08, 0x00}, 0},   {two, {0x19, 0x59}, 0},
-      {two, {0x20, 0x00}, 1},      {two, {0x23, 0x59}, 1},      {three, {0x00, 0x00}, 0}, {three, {0x09, 0x58}, 0},
-      {three, {0x09, 0x59}, 1},    {three, {0x10, 0x00}, 2},    {one, {0x00, 0x00}, 0},   {one, {0x23, 0x59}, 0},
-      {unsorted, {0x09, 0x00}, 1}, {unsorted, {0x13, 0x00}, 2}, {same, {0x08, 0x00}, 1},  {same, {0x07, 0x00}, 2},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(CurrentTimeBelongToWhichNode(c.schedule, c.now.hour, c.now.minute), c.node)
-        << c.schedule.nodes.size() << " nodes at " << std::hex << int{c.now.hour} << ":" << int{c.now.minute};
-  }
 }
 
 struct Start {
@@ -87,19 +62,6 @@ TEST(BrightnessPlan, MixedNodeInForceAmongTheEnabledOnes) {
   for (const Case& c : cases) {
     EXPECT_EQ(MixAdjCurrentTimeNode(c.plan, c.now.hour, c.now.minute), c.node)
         << c.plan.nodes.size() << " nodes at " << std::hex << int{c.now.hour} << ":" << int{c.now.minute};
-  }
-}
-
-TEST(BrightnessPlan, TimesOfDay) {
-  EXPECT_TRUE(isBcdTime(0x00, 0x00));
-  EXPECT_TRUE(isBcdTime(0x23, 0x59));
-  for (const Moment& bad :
-       {Moment{0x24, 0}, Moment{0x0A, 0}, Moment{0x1A, 0}, Moment{0, 0x60}, Moment{0, 0x5A}, Moment{0xFF, 0xFF}}) {
-    EXPECT_FALSE(isBcdTime(bad.hour, bad.minute));
-  }
-  for (unsigned minute = 1; minute < 24 * 60; ++minute) {  // keys rise with the time
-    EXPECT_LT(timeKey(toBcd((minute - 1) / 60), toBcd((minute - 1) % 60)),
-              timeKey(toBcd(minute / 60), toBcd(minute % 60)));
   }
 }
 
@@ -211,24 +173,6 @@ TEST(BrightnessPlan, LuxMap) {
   EXPECT_EQ(percentOf({{500, 42}}, 600), 42);
 }
 
-TEST(BrightnessPlan, AnyLuxMapGivesAPercentageBetweenItsOwn) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 2000; ++round) {
-    std::vector<LuxPoint> map(1 + random() % 32);
-    uint8_t low = 255, high = 0;
-    for (LuxPoint& point : map) {
-      point = {static_cast<uint16_t>(random() % 2000), static_cast<uint8_t>(random())};
-      low = std::min(low, point.percent);
-      high = std::max(high, point.percent);
-    }
-    for (unsigned lux = 0; lux < 2000; lux += 37) {
-      const int percent = percentOf(map, lux);
-      ASSERT_GE(percent, low) << "round " << round << ", lux " << lux;
-      ASSERT_LE(percent, high) << "round " << round << ", lux " << lux;
-    }
-  }
-}
-
 TEST(BrightnessPlan, ScheduleIsReadWithItsBounds) {
   Table table{};
   for (size_t i = 0; i < 32; ++i) {
@@ -255,27 +199,19 @@ TEST(BrightnessPlan, ScheduleIsReadWithItsBounds) {
 TEST(BrightnessPlan, SensorModesParameters) {
   Table table{};
   table[1] = 8;
-  table[32 + 16 * 7] = 1;
-  table[32 + 16 * 7 + 1] = 9;
-  table[32 + 16 * 7 + 2] = 0x34;
-  table[32 + 16 * 7 + 3] = 0x12;
-  table[32 + 16 * 7 + 4] = 5;
+  const uint8_t record[] = {1, 9, 0x34, 0x12, 5};
+  std::copy(std::begin(record), std::end(record), &table[32 + 16 * 7]);
   const uint8_t parameters[] = {0x10, 0x27, 0x64, 0x00, 250, 30, 16};
   std::copy(std::begin(parameters), std::end(parameters), &table[5]);
   const auto sensors = parseTableSensors(table);
   ASSERT_TRUE(sensors);
   ASSERT_EQ(sensors->size(), 8U);
   const SensorRecord& sensor = sensors->back();
-  EXPECT_EQ(sensor.type, 1);
-  EXPECT_EQ(sensor.PortAddr, 9);
-  EXPECT_EQ(sensor.BoardAddr, 0x1234);
-  EXPECT_EQ(sensor.SensorAddr, 5);
+  EXPECT_THAT((std::vector<int>{sensor.type, sensor.PortAddr, sensor.BoardAddr, sensor.SensorAddr}),
+              ElementsAre(1, 9, 0x1234, 5));
   const StepMap map = parseStepMap(table);
-  EXPECT_EQ(map.MaxLux, 10000);
-  EXPECT_EQ(map.MinLux, 100);
-  EXPECT_EQ(map.MaxBri, 250);
-  EXPECT_EQ(map.MinBri, 30);
-  EXPECT_EQ(map.steps, 16);
+  EXPECT_THAT((std::vector<int>{map.MaxLux, map.MinLux, map.MaxBri, map.MinBri, map.steps}),
+              ElementsAre(10000, 100, 250, 30, 16));
   table[1] = 9;
   EXPECT_FALSE(parseTableSensors(table));
   table[1] = 0;
@@ -311,12 +247,9 @@ TEST(BrightnessPlan, MixedListsAreReadFromTheirOffsets) {
   EXPECT_EQ(plan.sensors[0].SensorAddr, 5);
   EXPECT_EQ(plan.sensors[1].type, 1);
   ASSERT_EQ(plan.nodes.size(), 2U);
-  EXPECT_EQ(plan.nodes[0].hourBcd, 0x08);
-  EXPECT_EQ(plan.nodes[0].minuteBcd, 0x15);
-  EXPECT_TRUE(plan.nodes[0].sensor);
-  EXPECT_EQ(plan.nodes[0].weekdays, 0x41);
-  EXPECT_EQ(plan.nodes[0].percent, 60);
-  EXPECT_TRUE(plan.nodes[0].enabled);
+  const MixedNode& node = plan.nodes[0];
+  EXPECT_THAT((std::vector<int>{node.hourBcd, node.minuteBcd, node.sensor, node.weekdays, node.percent, node.enabled}),
+              ElementsAre(0x08, 0x15, 1, 0x41, 60, 1));
   EXPECT_FALSE(plan.nodes[1].sensor);  // only 1 is sensor-driven
   EXPECT_FALSE(plan.nodes[1].enabled);
   ASSERT_EQ(plan.luxMap.size(), 2U);

@@ -1,11 +1,7 @@
 // The brightness table and its flash region: pieces, refusals, the mode that they select, start-up, saves, and the
 // register space in front of it.
-#include <gmock/gmock.h>
-
 #include <algorithm>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "driverutil.h"
 #include "mcucutil.h"
@@ -17,9 +13,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 
 // A region of bytes that tell where they are.
 ByteVector pattern(size_t count = 5120) {
@@ -179,19 +173,6 @@ TEST_F(BrightnessTable, OfAWriteAcrossTheTablesEndTheFirstPartEntersIt) {
   EXPECT_EQ(flash(kRegion + 511, 2), bytes({0xAB, 0xCD}));
 }
 
-TEST_F(BrightnessTable, PiecesOfScheduleAndSensorModeAreStoredAndActAtOnce) {
-  ScheduleTable table1{{{0x08, 0x00, 0x01, 100}}};
-  const ByteVector first = table1.bytes();
-  configure(first, 512);
-  EXPECT_EQ(region(512), first);
-  EXPECT_THAT(sent(), ElementsAre("0 100"));
-  write(160, bytes({42}));
-  EXPECT_EQ(flash(kRegion + 160, 1), bytes({42}));
-  EXPECT_THAT(sent(), ElementsAre("0 42"));
-  write(0, bytes({0x7D, 0, 0}));
-  EXPECT_EQ(region(3), bytes({0x7D, 0, 0}));
-}
-
 TEST_F(BrightnessTable, ASaveWritesTheTableOverTheRegionsStart) {
   setFlash(kRegion, pattern());
   control().SaveBrightnessPara();  // loads the table first
@@ -220,29 +201,7 @@ TEST_F(BrightnessTable, ASaveNeverWritesWhatItCouldNotRead) {
   EXPECT_EQ(region(), pattern());
 }
 
-TEST_F(BrightnessTable, AModeByteLeavesEachBytesOldOrNewWhateverPageFails) {
-  const unsigned long calls = sweep(
-      vboard::Op::FlashWrite,
-      [this] {
-        setFlash(kRegion, pattern());
-        write(0, bytes({0x00}));
-      },
-      [this](unsigned long k) {
-        const ByteVector after = region();
-        ASSERT_TRUE(after == pattern() || after == with(pattern(), 0, {0x00})) << k;
-      });
-  EXPECT_GE(calls, 16U);
-}
-
 // --- Start-up.
-
-TEST_F(BrightnessTable, TheFirstPollStartsWhatIsStored) {
-  setFlash(kRegion, fixedBlock(50).bytes());
-  poll();
-  EXPECT_THAT(sent(), ElementsAre("all 127"));
-  run(10);
-  EXPECT_THAT(sent(), IsEmpty());
-}
 
 struct StoredCase {
   const char* name;
@@ -270,7 +229,8 @@ INSTANTIATE_TEST_SUITE_P(
     AtStartUp, StoredMode,
     ::testing::Values(
         StoredCase{"schedule", ScheduleTable{{{0x06, 0x00, 0x05, 77}}}.bytes(), {"0 77", "2 77"}},
-        StoredCase{"off", ByteVector(4096), {}}, StoredCase{"erased", ByteVector(4096, 0xFF), {}},
+        StoredCase{"mixed", fixedBlock(50).bytes(), {"all 127"}}, StoredCase{"off", ByteVector(4096), {}},
+        StoredCase{"erased", ByteVector(4096, 0xFF), {}},
         StoredCase{"mixed not allowed", changed(fixedBlock(50), [](MixedBlock& b) { b.allowed = false; }).bytes(), {}},
         StoredCase{"mixed not on", changed(fixedBlock(50), [](MixedBlock& b) { b.on = false; }).bytes(), {}},
         // Without a stored timeout the serial link counts as lost.
@@ -308,14 +268,6 @@ TEST_F(BrightnessTable, AWriteBeforeTheFirstPollIsNotUndoneByIt) {
   write(0, bytes({0x00}));
   run(5);
   EXPECT_THAT(sent(), IsEmpty());
-}
-
-TEST_F(BrightnessTable, AWriteThatSelectsNoModeLeavesItToTheFirstPoll) {
-  setFlash(kRegion, fixedBlock(50).bytes());
-  write(12, bytes({1}));
-  EXPECT_THAT(sent(), IsEmpty());
-  poll();
-  EXPECT_THAT(sent(), ElementsAre("all 127"));
 }
 
 TEST_F(BrightnessTable, AHalfBlockIsNotStartedByTheFirstPoll) {
@@ -392,14 +344,6 @@ TEST_F(GradualChange, PassesThroughEveryValue) {
   EXPECT_THAT(sent(), ElementsAre("all 100", "all 101", "all 102", "all 103", "all 104"));
   runUntil("12:02:10");
   EXPECT_THAT(sent(), ElementsAre("all 103", "all 102", "all 101", "all 100", "all 99"));
-}
-
-TEST_F(GradualChange, IsOneStepWhereTheBlockDoesNotAskForIt) {
-  MixedBlock block = fixedBlock(39);
-  block.nodes.push_back({0x12, 0x01, 41});
-  configure(block);
-  runUntil("12:01:10");
-  EXPECT_THAT(sent(), ElementsAre("all 99", "all 104"));
 }
 
 TEST_F(GradualChange, EndsWhereItIsWhenAModeStartsInBetween) {

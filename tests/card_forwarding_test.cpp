@@ -1,8 +1,5 @@
 // Forwarding to the cards behind the ports: chunks, pauses, acks, link verification, flash copies and reports.
-#include <gmock/gmock.h>
-
 #include <sstream>
-#include <string>
 
 #include "linkstate.h"
 #include "mcucutil.h"
@@ -13,9 +10,7 @@
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 
 namespace {
 

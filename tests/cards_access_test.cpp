@@ -1,7 +1,5 @@
 // Access to the cards behind the output ports: link test, broadcast, request header. The board refuses a request whose
 // checksum is wrong.
-#include <gmock/gmock.h>
-
 #include "driverutil.h"
 #include "linkstate.h"
 #include "support/board_fixture.h"
@@ -11,8 +9,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 using vboard::Op;
 
 class CardsAccessTest : public BoardTest {
@@ -22,11 +19,6 @@ class CardsAccessTest : public BoardTest {
     vboard::board().cards->setChain(15, 1, 64, 64);
   }
 
-  static std::vector<std::string> cardLines() {
-    auto lines = journalLines();
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("card "); });
-    return lines;
-  }
   static ByteVector registers(unsigned port, uint16_t board, uint32_t address, size_t length) {
     ByteVector out(length);
     const vboard::CardAddress card{vboard::CardKind::Receiving, static_cast<uint8_t>(port), board};
@@ -42,20 +34,18 @@ TEST_F(CardsAccessTest, ReadNeedsALinkOfAnyKindOnItsPort) {
     uint16_t copper, fiber1, fiber2;
     uint32_t port;
     int result;
-  } cases[] = {
-      {0x0020, 0, 0, 5, 0},
-      {0, 0x0020, 0, 5, 0},
-      {0, 0, 0x0020, 5, 0},
-      {0, 0, 0, 5, -2},
-      {0xFFDF, 0xFFDF, 0xFFDF, 5, -2},
-      {0x8000, 0, 0, 15, 0},
-      {0xFFFF, 0xFFFF, 0xFFFF, 16, -2},
-      {0xFFFF, 0xFFFF, 0xFFFF, 31, -2},
-      {0xFFFF, 0xFFFF, 0xFFFF, 32, -2},
-      {0xFFFF, 0xFFFF, 0xFFFF, 37, -2},
-      {0xFFFF, 0xFFFF, 0xFFFF, 0x105, -2},
-      {0xFFFF, 0xFFFF, 0xFFFF, 255, -2},
-  };
+  } cases[] = {{0x0020, 0, 0, 5, 0},
+               {0, 0x0020, 0, 5, 0},
+               {0, 0, 0x0020, 5, 0},
+               {0, 0, 0, 5, -2},
+               {0xFFDF, 0xFFDF, 0xFFDF, 5, -2},
+               {0x8000, 0, 0, 15, 0},
+               {0xFFFF, 0xFFFF, 0xFFFF, 16, -2},
+               {0xFFFF, 0xFFFF, 0xFFFF, 31, -2},
+               {0xFFFF, 0xFFFF, 0xFFFF, 32, -2},
+               {0xFFFF, 0xFFFF, 0xFFFF, 37, -2},
+               {0xFFFF, 0xFFFF, 0xFFFF, 0x105, -2},
+               {0xFFFF, 0xFFFF, 0xFFFF, 255, -2}};
   for (const auto& row : cases) {
     linkState().copper = row.copper;
     linkState().fiber1 = row.fiber1;
@@ -67,7 +57,7 @@ TEST_F(CardsAccessTest, ReadNeedsALinkOfAnyKindOnItsPort) {
       EXPECT_NE(data[0], 9) << row.port;
     } else {
       EXPECT_THAT(data, ElementsAre(9, 9, 9, 9)) << row.port;
-      EXPECT_THAT(cardLines(), IsEmpty()) << row.port;
+      EXPECT_THAT(did("card "), IsEmpty()) << row.port;
     }
   }
 }
@@ -78,9 +68,9 @@ TEST_F(CardsAccessTest, ReadNamesItsCardAndReturnsTheLibrarysCode) {
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 5, 2, 4, data, RecvCard), 0);
   EXPECT_THAT(data, ElementsAre(192, 0, 160, 0));
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 5, 2, data, RecvCard), 0);  // without a card: the first
-  EXPECT_THAT(cardLines(), ElementsAre("card r recv 5 2 0x02000017 4", "card r recv 5 0 0x02000017 2"));
+  EXPECT_THAT(did("card "), ElementsAre("card r recv 5 2 0x02000017 4", "card r recv 5 0 0x02000017 2"));
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 5, 3, 4, data, RecvCard), -1);  // no such card, no second attempt
-  EXPECT_THAT(cardLines(), testing::SizeIs(3));
+  EXPECT_THAT(did("card "), testing::SizeIs(3));
   fail(Op::CardRead, 1, 44);
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 5, 0, 4, data, RecvCard), 44);
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 5, 0, 4, nullptr, RecvCard), -1);
@@ -90,7 +80,7 @@ TEST_F(CardsAccessTest, BroadcastReadAnswersZerosWithoutTheCards) {
   uint8_t data[6] = {9, 9, 9, 9, 9, 9};
   EXPECT_EQ(driver.ReadCardPara(0x02000017, 200, kAllCards, 5, data, RecvCard), 0);  // no link is asked for
   EXPECT_THAT(data, ElementsAre(0, 0, 0, 0, 0, 9));
-  EXPECT_THAT(cardLines(), IsEmpty());
+  EXPECT_THAT(did("card "), IsEmpty());
 }
 
 TEST_F(CardsAccessTest, WriteReachesItsCardsWithoutALink) {
@@ -98,7 +88,7 @@ TEST_F(CardsAccessTest, WriteReachesItsCardsWithoutALink) {
   EXPECT_EQ(driver.SendCardPara(0x01000000, 5, 1, 2, pair.data(), RecvCard), 0);
   EXPECT_EQ(registers(5, 1, 0x01000000, 2), pair);
   EXPECT_EQ(registers(5, 0, 0x01000000, 2), repeated(2, 0));
-  EXPECT_EQ(cardLines().back(), "card w recv 5 1 0x01000000 2 ffff");
+  EXPECT_EQ(did("card ").back(), "card w recv 5 1 0x01000000 2 ffff");
 
   // The longest data has the largest sum, which 16 bits do not hold.
   const ByteVector longest(65535, 0xFF);
@@ -109,7 +99,7 @@ TEST_F(CardsAccessTest, WriteReachesItsCardsWithoutALink) {
   EXPECT_EQ(driver.SendCardPara(0x10, 3, 7, 2, pair.data(), MultiCard), 0);
   EXPECT_EQ(driver.SendCardPara(0x10, 3, 7, 2, pair.data(), Distribute), 0);
   EXPECT_EQ(driver.SendCardPara(0x10, 3, 7, 2, pair.data(), Launcher3D), 0);
-  EXPECT_EQ(cardLines().back(), "card w 3d 3 7 0x00000010 2 ffff");
+  EXPECT_EQ(did("card ").back(), "card w 3d 3 7 0x00000010 2 ffff");
 
   fail(Op::CardWrite, 1, 12);
   EXPECT_EQ(driver.SendCardPara(0x10, 5, 0, 2, pair.data(), RecvCard), 12);

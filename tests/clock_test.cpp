@@ -1,6 +1,4 @@
 // The driver's clock operations, in local time, on the board's clock.
-#include <gmock/gmock.h>
-
 #include <ctime>
 
 #include "driverutil.h"
@@ -13,16 +11,6 @@ using namespace testing_support;
 
 class ClockTest : public BoardTest {
  protected:
-  static void setZone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  static void set(const char* text) {
-    tm local{};
-    strptime(text, "%Y-%m-%d %H:%M:%S", &local);
-    local.tm_isdst = -1;
-    vboard::board().clock.set(int64_t{mktime(&local)} * 1000000 + 100000);
-  }
   static std::string now() {
     const auto seconds = static_cast<time_t>(vboard::board().clock.nowUs() / 1000000);
     tm local{};
@@ -53,7 +41,7 @@ TEST_F(ClockTest, ReadsTheFieldsOfLocalTime) {
       {"2038-01-19 03:14:08", "38-1-19 3:14:8 w3"},  {"2099-12-31 23:59:59", "99-12-31 23:59:59 w5"},
   };
   for (const auto& row : cases) {
-    set(row.clock);
+    setClock(row.clock);
     EXPECT_EQ(read(), row.fields);
   }
   EXPECT_EQ(driver.ReadTime(7), 0);
@@ -74,7 +62,7 @@ TEST_F(ClockTest, SetsFieldsAndNormalisesWhatIsOutOfRange) {
       {{26, 13, 1}, true, "2027-01-01 12:34:56"},  {{26, 0, 0}, true, "2025-11-30 12:34:56"},
   };
   for (const auto& row : cases) {
-    set("2026-03-08 12:34:56");
+    setClock("2026-03-08 12:34:56");
     const auto& [a, b, c] = row.fields;
     row.date ? driver.WriteDate(a, b, c) : driver.WriteTime(a, b, c);
     EXPECT_EQ(now(), row.result);
@@ -85,7 +73,7 @@ TEST_F(ClockTest, SetsFieldsAndNormalisesWhatIsOutOfRange) {
 
 TEST_F(ClockTest, DaylightSavingIsThatOfTheNewTime) {
   setZone("CET-1CEST,M3.5.0,M10.5.0/3");
-  set("2026-01-15 12:00:00");  // winter
+  setClock("2026-01-15 12:00:00");  // winter
   driver.WriteDate(26, 7, 15);
   EXPECT_EQ(now(), "2026-07-15 12:00:00");
   driver.WriteTime(8, 30, 0);
@@ -96,7 +84,7 @@ TEST_F(ClockTest, DaylightSavingIsThatOfTheNewTime) {
 
 TEST_F(ClockTest, WeekdayRewritesTheCurrentTime) {
   setZone("UTC0");
-  set("2026-03-08 12:34:56");
+  setClock("2026-03-08 12:34:56");
   clearJournal();
   driver.WriteWeekday(4);
   EXPECT_EQ(now(), "2026-03-08 12:34:56");

@@ -1,9 +1,5 @@
 // The picture's way to the FPGA: gamma sets, HDR tables, colour conversion and the pattern generator, and the handlers
 // that set them.
-#include <gmock/gmock.h>
-
-#include <functional>
-
 #include "colourcalc.h"
 #include "mcucbytes.h"
 #include "process/proc_poll.h"
@@ -14,8 +10,7 @@
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 namespace {
 
@@ -273,31 +268,6 @@ TEST_F(ColourPipelineTest, APayloadThatIsMissingOrCutIsDropped) {
     EXPECT_EQ(journal(), "") << test.missing;
   }
   EXPECT_EQ(logged("shorter than what it claims, dropped"), 5U);
-}
-
-TEST_F(ColourPipelineTest, AFailingFlashIsLoggedByWhatItWasToKeep) {
-  const struct {
-    std::function<void()> work;
-    const char* line;
-  } kCases[] = {{[] { apply(Tprocess::Sprocess_HDR10, ByteVector(10)); },
-                 "=== WriteToHCInteraction ===write to page program failed. driverRet = 3"},
-                {[] { apply(Tprocess::Sprocess_HLG, ByteVector(10)); },
-                 "=== WriteToHCInteraction ===write to page program failed. driverRet = 3"},
-                {[] { apply(Tprocess::Sprocess_DisplayWarmUp, ByteVector(2)); },
-                 "=== WriteToBackupInfo ===Write DisplayWarmUp to flash failed. ret = 3"},
-                {[] { write(Tprocess::Sprocess_SenderRGBGamma, 0x0E100000, ByteVector(4)); },
-                 "=== Write_12BIT_GreenGammaInfo ===12BIT_GreenGamma info to flash failed. ret = 3"},
-                {[] { write(Tprocess::Sprocess_SenderRGBGamma, 0x0E002000, ByteVector(4)); },
-                 "=== Write_10BIT_RedGammaInfo ===10BIT_RedGamma info to flash failed. ret = 3"},
-                {[] { write(Tprocess::Sprocess_SenderRGBGamma, 0x0E202000, ByteVector(4)); },
-                 "=== Write_10BIT_BlueGammaInfo ===10BIT_BlueGamma info to flash failed. ret = 3"}};
-  for (const auto& test : kCases) {
-    const size_t before = logged(test.line);
-    fail(vboard::Op::FlashWrite, 3, 3);
-    test.work();
-    fail(vboard::Op::FlashWrite, 0);
-    EXPECT_EQ(logged(test.line), before + 1) << test.line;
-  }
 }
 
 // --- Gamma tables by pieces

@@ -1,14 +1,11 @@
 // The command space: what each command does at once, what it queues, and which requests it refuses.
-#include <gmock/gmock.h>
-
 #include "proto/addr_hardwareprogrammablebrightnessadjust.h"
 #include "proto/data_common.h"
 #include "support/space_fixture.h"
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 namespace {
 

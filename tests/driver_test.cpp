@@ -1,6 +1,4 @@
 // The driver's bus, flash and shell operations on a board whose accesses fail on command.
-#include <gmock/gmock.h>
-
 #include <numeric>
 
 #include "driverutil.h"
@@ -10,11 +8,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
+using namespace ::testing;
 using vboard::Op;
 
 constexpr uint32_t kScratch = 0x300000;
@@ -27,13 +21,6 @@ class DriverTest : public BoardTest {
   DriverTest() { driver.initialize(); }
 
   void configurationState(const std::string& text) { m_directory.put("root/sys/class/fpga/fpga_conf", text); }
-  // The journal's lines about the bus.
-  static std::vector<std::string> busWrites() {
-    auto lines = journalLines();
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("fpga w"); });
-    return lines;
-  }
-
   DriverUtil& driver = *DriverUtil::getInstance();
 };
 
@@ -42,8 +29,8 @@ class DriverTest : public BoardTest {
 TEST_F(DriverTest, BusAccessIsTriedThreeTimes) {
   fail(Op::FpgaWrite, 2);
   EXPECT_EQ(driver.WriteFPGABusOneWord(kScratch, 0x5A), 0);
-  EXPECT_THAT(busWrites(), ElementsAre("fpga w 0x00300000 1 5a failed -1", "fpga w 0x00300000 1 5a failed -1",
-                                       "fpga w 0x00300000 1 5a"));
+  EXPECT_THAT(did("fpga w"), ElementsAre("fpga w 0x00300000 1 5a failed -1", "fpga w 0x00300000 1 5a failed -1",
+                                         "fpga w 0x00300000 1 5a"));
   fail(Op::FpgaRead, 2);
   uint8_t byte = 0;
   EXPECT_EQ(driver.ReadFPGABusOneWord(kScratch, &byte), 0);
@@ -105,7 +92,7 @@ TEST_F(DriverTest, BlocksGoInPiecesOf1024Bytes) {
   const auto pieces = [&](uint32_t length) {
     clearJournal();
     EXPECT_EQ(driver.FPGAC5_WriteDataBlock(1, 2, kScratch, length, data.data()), length == 0 ? -1 : 0) << length;
-    return busWrites();
+    return did("fpga w");
   };
   EXPECT_THAT(pieces(0), IsEmpty());
   EXPECT_THAT(pieces(1023), ElementsAre(StartsWith("fpga w 0x00300000 1023 ")));
@@ -124,13 +111,13 @@ TEST_F(DriverTest, TransferEndsAtThePieceThatFails) {
   constexpr uint32_t kEnd = 0x10000000;
   ByteVector data(3 * 1024, 0x77);
   EXPECT_EQ(driver.FPGAC5_WriteDataBlock(0, 0, kEnd - 1024, 3 * 1024, data.data()), -1);
-  EXPECT_THAT(busWrites(), SizeIs(1 + 3));  // the first, and three attempts at the second
+  EXPECT_THAT(did("fpga w"), SizeIs(1 + 3));  // the first, and three attempts at the second
   EXPECT_EQ(fpga(kEnd - 1024, 1024), repeated(1024, 0x77));
   EXPECT_EQ(driver.FPGAC5_ReadDataBlock(0, 0, kEnd - 1024, 3 * 1024, data.data()), -1);
 
   clearJournal();  // what would wrap around to the first registers is not begun
   EXPECT_EQ(driver.FPGAC5_WriteDataBlock(0, 0, 0xFFFFFFFF, 2, data.data()), -1);
-  EXPECT_THAT(busWrites(), IsEmpty());
+  EXPECT_THAT(did("fpga w"), IsEmpty());
 }
 
 TEST_F(DriverTest, LongestBlockIs65535Bytes) {
@@ -138,7 +125,7 @@ TEST_F(DriverTest, LongestBlockIs65535Bytes) {
   EXPECT_EQ(driver.WriteFPGABusBlock(kScratch, data.data(), 65536), -1);  // not the 0 bytes that 16 bits would hold
   EXPECT_EQ(driver.ReadFPGABusBlock(kScratch, data.data(), 65536), -1);
   EXPECT_EQ(driver.WriteFPGABusBlock(kScratch, nullptr, 1), -1);
-  EXPECT_THAT(busWrites(), IsEmpty());
+  EXPECT_THAT(did("fpga w"), IsEmpty());
   EXPECT_EQ(logged("block too long! length = 65536"), 2U);
   EXPECT_EQ(driver.WriteFPGABusBlock(kScratch, data.data(), 65535), 0);
   EXPECT_EQ(fpga(kScratch, 65536), [&] {
@@ -190,17 +177,15 @@ TEST_F(DriverTest, CommandGivesItsFirstLine) {
     int capacity;
     int result;
     const char* text;
-  } cases[] = {
-      {"one\ntwo\n", 16, 0, "one"},
-      {"no line end", 16, 0, "no line end"},
-      {"windows\r\nx", 16, 0, "windows"},
-      {"cut\rhere\n", 16, 0, "cut"},
-      {"\nsecond", 16, -1, "before"},
-      {"", 16, -1, "before"},
-      {"\r\n", 16, -1, "before"},
-      {"too long", 4, 0, "too"},
-      {"x", 1, 0, ""},
-  };
+  } cases[] = {{"one\ntwo\n", 16, 0, "one"},
+               {"no line end", 16, 0, "no line end"},
+               {"windows\r\nx", 16, 0, "windows"},
+               {"cut\rhere\n", 16, 0, "cut"},
+               {"\nsecond", 16, -1, "before"},
+               {"", 16, -1, "before"},
+               {"\r\n", 16, -1, "before"},
+               {"too long", 4, 0, "too"},
+               {"x", 1, 0, ""}};
   for (const auto& row : cases) {
     m_directory.put("root/tmp/output", row.output);
     char result[16] = "before";
@@ -221,13 +206,6 @@ TEST_F(DriverTest, CommandGivesItsFirstLine) {
   EXPECT_EQ(driver.run_command_return_string("/bin/cat /tmp/output", result, 16), -1);
   EXPECT_STREQ(result, "before");
   EXPECT_EQ(logged("popen error. cmd:/bin/cat /tmp/output"), 1U);
-}
-
-TEST_F(DriverTest, StatusOfManyDigitsIsReadWhole) {
-  configurationState("2147483647\n");
-  EXPECT_EQ(driver.ReadFpgaStatus(FpgaStatusDir), 2147483647);
-  configurationState("2147483648\n");
-  EXPECT_EQ(driver.ReadFpgaStatus(FpgaStatusDir), -1);
 }
 
 }  // namespace

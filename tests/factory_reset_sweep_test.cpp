@@ -2,10 +2,7 @@
 // Until the reboot the flash in use stays as it is, whatever fails; the image that the reboot will take is the
 // factory's but for its patches, each of which is there whole or not at all; and the next reset makes the image it
 // always makes.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <fstream>
 
 #include "driverutil.h"
 #include "mcuctrace.h"

@@ -1,43 +1,19 @@
 // The factory reset: what it prepares, in which order, and what it survives.
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <new>
-#include <string>
-#include <vector>
 
 #include "driverutil.h"
 #include "proto/data_common.h"
+#include "support/allocations.h"
 #include "support/board_fixture.h"
 #include "virtual/cards.h"
-
-namespace {
-std::atomic<size_t> g_refusedSize{0};  // allocations of this many bytes fail
-}
-
-void* operator new[](std::size_t size) {
-  if (size != 0 && size == g_refusedSize) throw std::bad_alloc();
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
-constexpr const char* kImage = "root/data/tirk/etc/sysconf/pmxpara";
 constexpr const char* kFactoryImage = "root/data/tirk/etc/sysconf/pmxpara_factory";
 constexpr const char* kPreparedImage = "root/data/tirk/etc/sysconf/pmxpara_factory_tmp";
 
@@ -149,39 +125,6 @@ TEST_F(FactoryReset, ScreenIsOneCardOfTheDefaultSizeWithoutCards) {
   EXPECT_EQ(prepared(0xC20000, 8), bytes({128, 0, 0, 0, 128, 0, 0, 0}));
 }
 
-TEST_F(FactoryReset, RunsToItsEndWhateverFails) {
-  using vboard::Op;
-  const Op kinds[] = {Op::FpgaRead,  Op::FpgaWrite, Op::FlashRead, Op::FlashWrite, Op::CardRead,
-                      Op::CardWrite, Op::EnvOpen,   Op::EnvGet,    Op::EnvSet,     Op::Shell};
-  const ByteVector before = fileBytes(kImage, 0, 0x10000);
-  for (uint8_t type = 0; type <= 2; ++type) {
-    for (const Op kind : kinds) {
-      SCOPED_TRACE("type " + std::to_string(type) + " operation " + std::to_string(static_cast<int>(kind)));
-      Data_Global::getInstance()->RebootRF = 2;
-      clearJournal();
-      fail(kind, 100000);
-      EXPECT_EQ(reset(type), 0);
-      fail(kind, 0);
-      EXPECT_EQ(rebootState(), 1);
-      EXPECT_THAT(journal(), HasSubstr("fpga w 0x000001de 1 00"));
-      EXPECT_THAT(journal(), ::testing::Not(HasSubstr("flash w"))) << "the flash in use stays as it is";
-    }
-  }
-  EXPECT_EQ(fileBytes(kImage, 0, 0x10000), before);
-  EXPECT_GE(logged("=== ReturnFactory ===Set IP failed! "), 2U);
-  EXPECT_GE(logged("=== DevNameFileAddr ===Read from flash failed when reading DevNameFile ! "), 2U);
-  EXPECT_GE(logged("=== RVConfigFileAddr ===Read from flash failed when reading RvFile ! "), 2U);
-}
-
-TEST_F(FactoryReset, UnreadableRecordsStayAsTheFactoryHasThem) {
-  fail(vboard::Op::FlashRead, 100000);
-  EXPECT_EQ(reset(2), 0);
-  fail(vboard::Op::FlashRead, 0);
-  for (const uint32_t address : {0x00201AU, 0x003000U, 0x003000U + 46079, 0xD14000U, 0xE00000U})
-    EXPECT_EQ(prepared(address, 1), bytes({0x31})) << address;
-  EXPECT_EQ(prepared(0xD17000, 1), bytes({0x77}));
-}
-
 TEST_F(FactoryReset, StopsBeforeAnythingWhenMemoryIsShort) {
   const struct {
     size_t size;
@@ -193,10 +136,10 @@ TEST_F(FactoryReset, StopsBeforeAnythingWhenMemoryIsShort) {
   Data_Global::getInstance()->RebootRF = 2;
   for (const auto& buffer : kBuffers) {
     SCOPED_TRACE(buffer.line);
-    g_refusedSize = buffer.size;
-    const int result = reset(1);
-    g_refusedSize = 0;
-    EXPECT_EQ(result, -1);
+    {
+      const RefusedAllocations one(buffer.size, buffer.size);
+      EXPECT_EQ(reset(1), -1);
+    }
     EXPECT_EQ(journal(), "");
     EXPECT_EQ(logged(buffer.line), 1U);
   }

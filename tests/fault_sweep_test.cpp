@@ -2,8 +2,6 @@
 // failing - once, for one whole operation with its retries, for ever - for every k until none is left to fail. After
 // each: the daemon serves, its locks are free, nothing has leaked, what each write stores is stored whole or not at
 // all, and the same requests without a fault lead to what they always lead to.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>

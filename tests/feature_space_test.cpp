@@ -1,10 +1,6 @@
 // The feature space: what a read answers and refreshes, which writes are reported at once, and its bounds.
-#include <gmock/gmock.h>
-
 #include <atomic>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "apipc.h"
 #include "driverutil.h"
@@ -21,7 +17,6 @@ namespace {
 using namespace TIRK_MCUC;
 using namespace testing_support;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr uint32_t kQxt = 0x010A3900;
 

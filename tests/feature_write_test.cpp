@@ -1,11 +1,7 @@
 // Writes into the feature block: what each byte sets off, in which order, and what is refused.
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "apipc.h"
 #include "driverutil.h"
@@ -19,29 +15,12 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::Contains;
-using ::testing::Each;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace ::testing;
 using Brightness = Addr_HardWareBrightnessAdjust;
 using Lines = std::vector<std::string>;
 
 const std::string kSave = "flash w 0x00a3b100 512";
 const std::string kNoSize = "not set ScreenSize !!!!";
-
-ByteVector word(unsigned value) {
-  return bytes({static_cast<int>(value & 0xFF), static_cast<int>(value >> 8)});
-}
-ByteVector dword(uint32_t value) {
-  ByteVector out(4);
-  DWT_ENCDW(out.data(), value);
-  return out;
-}
-ByteVector operator+(ByteVector left, const ByteVector& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
 
 // A journal line as this test compares it: reports by register and data, long blocks by their length alone.
 std::string shortened(const std::string& line) {
@@ -424,21 +403,6 @@ TEST_F(FeatureWrite, DateBytesSetTheClock) {
       << "what lies behind the date is not of it";
   EXPECT_THAT(steps(0x11, bytes({0x26, 0x13, 0x16, 0x09, 0x58, 0x10})), Each(Not(HasSubstr("clock set"))));
   EXPECT_THAT(steps(0x10, repeated(7, 0x11)), Each(Not(HasSubstr("clock set"))));
-}
-
-TEST_F(FeatureWrite, GoesOnWithoutTheFpga) {
-  fail(vboard::Op::FpgaWrite, 100000);
-  setMirror(0x1F8, bytes({1}));
-  setSize(1920, 1080);
-  setMirror(0x28, word(100) + word(80));
-  put(0x1F8, bytes({0xA5}));
-  put(0x9D, bytes({0xA5}));
-  EXPECT_EQ(mirror(0x1EC, 4), word(1820) + word(1000));
-  EXPECT_EQ(storedSize(), sizeRecord(1820, 1000));
-  EXPECT_EQ(flash(0xA3B118, 4), repeated(4, 0x80));
-  EXPECT_EQ(flash(0xA3B2F8, 1), bytes({1}));
-  EXPECT_EQ(logged("Finish write feature info"), 2U);
-  EXPECT_THAT(log(), HasSubstr("Write to FPGA 0x104+3 the ret = -1 data = 128"));
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 // The basic hardware block, and the clock in BCD.
-#include <gmock/gmock.h>
-
 #include <chrono>
-#include <string>
 
 #include "driverutil.h"
 #include "process/basicpublicfunc.h"
@@ -13,8 +10,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 constexpr uint32_t kBlockAddress = 0x001000;
 constexpr size_t kBlockSize = 256;
@@ -171,24 +167,6 @@ TEST_F(HardwareInfo, ClockGoesBothWaysInBcd) {
   EXPECT_GE(now[5], 0x10);  // the clock runs
   now[5] = set[5];
   EXPECT_EQ(now, set);
-}
-
-TEST_F(HardwareInfo, ClockNormalisesWhatIsOutOfRange) {
-  const struct {
-    ByteVector bcd;
-    const char* date;
-  } kCases[] = {{bytes({0x23, 0x02, 0x29, 0x12, 0x00, 0x00}), "2023-03-01 12:00:0"},
-                {bytes({0x24, 0x02, 0x29, 0x12, 0x00, 0x00}), "2024-02-29 12:00:0"},
-                {bytes({0x24, 0x12, 0x31, 0x25, 0x00, 0x00}), "2025-01-01 01:00:0"},
-                {bytes({0x00, 0x01, 0x01, 0x00, 0x00, 0x00}), "2000-01-01 00:00:0"},
-                {bytes({0x99, 0x12, 0x31, 0x23, 0x59, 0x50}), "2099-12-31 23:59:5"}};
-  for (const auto& test : kCases) {
-    clearJournal();
-    EXPECT_TRUE(BasicPublicFunc::getInstance()->SetHwTime(test.bcd.data()));
-    const auto lines = journalLines();
-    ASSERT_GE(lines.size(), 2U);
-    EXPECT_THAT(lines[lines.size() - 2], StartsWith(std::string("clock set ") + test.date));
-  }
 }
 
 TEST_F(HardwareInfo, ClockRefusesWhatIsNoDate) {

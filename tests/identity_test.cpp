@@ -1,9 +1,4 @@
 // The device's identity: serial number and model identifier between environment and flash, and the factory address.
-#include <gmock/gmock.h>
-
-#include <optional>
-#include <string>
-
 #include "driverutil.h"
 #include "envstore.h"
 #include "proto/data_common.h"
@@ -174,27 +169,6 @@ TEST_F(Identity, FactoryAddressIsLeftWhenItCannotBeStored) {
   EXPECT_EQ(logged("=== SetIPVersion ===Set IP, but set gatewayip failed! "), 1U);
   const std::string done = journal();
   EXPECT_EQ(done.find("net "), std::string::npos) << done;
-}
-
-TEST_F(Identity, StoreHandsOutCopies) {
-  setEnv("colour", "red");
-  std::optional<std::string> text;
-  {
-    EnvStore outer;
-    {
-      EnvStore inner;
-      text = inner.get("colour");
-      EXPECT_TRUE(inner.set("colour", "green"));
-    }
-    EXPECT_EQ(outer.get("colour"), "green") << "still open";
-    EXPECT_EQ(outer.get("no such key"), std::nullopt);
-  }
-  EXPECT_EQ(text, "red");
-
-  fail(vboard::Op::EnvOpen, 1);
-  EnvStore closed;
-  EXPECT_FALSE(closed);
-  EXPECT_EQ(closed.get("colour"), std::nullopt);
 }
 
 }  // namespace

@@ -1,9 +1,4 @@
 // The intelligent brightness space: packets a port, refusals and bounds.
-
-#include <gmock/gmock.h>
-
-#include <string>
-
 #include "driverutil.h"
 #include "proto/addr_intelligentbrightnessregister.h"
 #include "support/board_fixture.h"

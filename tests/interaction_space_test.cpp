@@ -1,14 +1,11 @@
 // The human-computer interaction space: what each offset takes and answers, and the payloads that it queues.
-#include <gmock/gmock.h>
-
 #include "process/tprocess_ctl.h"
 #include "support/store_fixture.h"
 #include "virtual/cards.h"
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 namespace {
 
@@ -65,13 +62,6 @@ TEST_F(InteractionSpaceTest, ReadsThatNameNothingAreZeros) {
                                         {kCommunicationMode, 2},
                                         {kBase, 512}})
     EXPECT_EQ(read(address, length), done(ByteVector(length))) << std::hex << address << " " << length;
-}
-
-TEST_F(InteractionSpaceTest, LengthsOutside1To512AreRefused) {
-  for (const uint16_t length : {uint16_t{0}, uint16_t{513}}) {
-    EXPECT_EQ(read(kBase, length), refused(6)) << length;
-    EXPECT_EQ(write(kBase, ByteVector(length)), refused(6)) << length;
-  }
 }
 
 TEST_F(InteractionSpaceTest, WritesMustEndBelow511) {

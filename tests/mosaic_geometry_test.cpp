@@ -102,18 +102,6 @@ TEST(MosaicGeometry, NeighboursInAChainAreNeighboursOnTheWall) {
   }
 }
 
-TEST(MosaicGeometry, AFullPortHoldsAtLeastTheCardsAskedForAndNoMoreThanALineBeyond) {
-  for (const Screen& screen : randomScreens(1000)) {
-    const MosaicGeometry g(screen.request, screen.card);
-    const unsigned line = linesAreRows(screen.request.connectMode) ? screen.request.columns : screen.request.rows;
-    EXPECT_GE(g.CardNumofOneCable, screen.request.cards) << screen;
-    EXPECT_LT(g.CardNumofOneCable, screen.request.cards + line) << screen;
-    EXPECT_GE(g.LastPortCardNumofOneCable, line) << screen;
-    EXPECT_LE(g.LastPortCardNumofOneCable, g.CardNumofOneCable) << screen;
-    EXPECT_LE(g.UsedPortNum, 16U) << screen;
-  }
-}
-
 TEST(MosaicGeometry, TheListRepeatsAsOftenAsItFitsAndLeavesTheRest) {
   for (const uint32_t cards : {1U, 2U, 3U, 7U, 340U, 512U, 513U, 1023U, 1024U}) {
     std::vector<CardPosition> list(cards);
@@ -139,33 +127,6 @@ TEST(MosaicGeometry, TheListRepeatsAsOftenAsItFitsAndLeavesTheRest) {
   EXPECT_EQ(untouched, Table(4096, 0xEE));
 }
 
-// 4 x 6 cards of 128 x 128, 10 a port, rows from the top left.
-TEST(MosaicGeometry, WorkedExample) {
-  const MosaicGeometry g({4, 6, 10, 0, 0}, {128, 128});
-  EXPECT_EQ(g.RowOrColInOnePort, 2U);
-  EXPECT_EQ(g.CardNumofOneCable, 12U);
-  EXPECT_EQ(g.UsedPortNum, 2U);
-  EXPECT_EQ(g.LastPortRowOrColInOnePort, 2U);
-  EXPECT_EQ(g.LastPortCardNumofOneCable, 12U);
-  EXPECT_EQ(g.PortOffsetX, 0);
-  EXPECT_EQ(g.PortOffsetY, 256);
-  for (unsigned port = 0; port < kDataPorts; ++port) {
-    EXPECT_EQ(g.portRegion(port), (PortRegion{0, static_cast<uint16_t>(port % 2 * 256), 768, 256})) << port;
-    EXPECT_EQ(g.cardCount(port), 12) << port;
-  }
-  Table table(4096, 0xEE);
-  encodePortTable(portCards(g, 0), table);
-  const Table firstLists = {
-      0x00, 0x00, 0,    0, 0x80, 0x00, 0,    0, 0x00, 0x01, 0,    0, 0x80, 0x01, 0,    0,
-      0x00, 0x02, 0,    0, 0x80, 0x02, 0,    0, 0x80, 0x02, 0x80, 0, 0x00, 0x02, 0x80, 0,
-      0x80, 0x01, 0x80, 0, 0x00, 0x01, 0x80, 0, 0x80, 0x00, 0x80, 0, 0x00, 0x00, 0x80, 0,
-  };
-  for (size_t repeat = 0; repeat < 85; ++repeat) {
-    ASSERT_TRUE(std::equal(firstLists.begin(), firstLists.end(), table.begin() + static_cast<long>(48 * repeat)));
-  }
-  EXPECT_EQ(Table(table.end() - 16, table.end()), Table(16, 0xEE)) << "the last four entries keep their contents";
-}
-
 TEST(MosaicGeometry, EachModeStartsAtItsCornerAndRunsItsWay) {
   struct Case {
     uint8_t mode;
@@ -182,49 +143,6 @@ TEST(MosaicGeometry, EachModeStartsAtItsCornerAndRunsItsWay) {
       {7, {{20, 20}, {20, 0}, {10, 0}, {10, 20}, {0, 20}, {0, 0}}},
   };
   for (const Case& c : cases) EXPECT_EQ(wired(c.mode, 2, 3, {10, 20}), c.wiring) << "mode " << int{c.mode};
-}
-
-TEST(MosaicGeometry, PortsThatAdvanceBackwardsBeginBehindTheLastPort) {
-  // 7 columns, 3 a port: ports of 3, 3 and 1 columns from the right.
-  const MosaicGeometry right({2, 7, 6, 3, 0}, {100, 50});
-  ASSERT_EQ(right.UsedPortNum, 3U);
-  ASSERT_EQ(right.LastPortWidth, 100);
-  std::vector<unsigned> x;
-  for (unsigned port = 0; port < kDataPorts; ++port) x.push_back(right.portRegion(port).x);
-  EXPECT_THAT(x, ElementsAre(400, 100, 0, 400, 100, 0, 400, 100, 0, 400));
-  EXPECT_EQ(right.cardCount(5), 2) << "port 5 repeats the last port";
-  EXPECT_EQ(right.cardCount(9), 6);
-
-  // 7 rows, 2 a port: 4 ports, the last with 1 row, at the top.
-  for (const auto& [mode, portNine] : {std::pair<uint8_t, unsigned>{4, 50 + 100}, {0, 100}}) {
-    const MosaicGeometry g({7, 4, 8, mode, 0}, {100, 50});
-    ASSERT_EQ(g.UsedPortNum, 4U);
-    ASSERT_EQ(g.LastPortHeight, 50);
-    EXPECT_EQ(g.portRegion(9).y, portNine) << "mode " << int{mode};
-    EXPECT_EQ(g.portRegion(9), g.portRegion(1)) << "mode " << int{mode};
-  }
-}
-
-TEST(MosaicGeometry, OneCardAndOneColumn) {
-  const MosaicGeometry one({1, 1, 1, 0, 0}, {1920, 1080});
-  EXPECT_EQ(one.UsedPortNum, 1U);
-  for (unsigned port = 0; port < kDataPorts; ++port) EXPECT_EQ(one.portRegion(port), (PortRegion{0, 0, 1920, 1080}));
-
-  const MosaicGeometry columns({3, 4, 3, 1, 0}, {128, 64});
-  EXPECT_EQ(columns.RowOrColInOnePort, 1U);
-  EXPECT_EQ(columns.CardNumofOneCable, 3U);
-  EXPECT_EQ(columns.UsedPortNum, 4U);
-  EXPECT_EQ(columns.PortOffsetX, 128);
-  EXPECT_EQ(columns.group(9), 1U);
-}
-
-TEST(MosaicGeometry, MoreUsedPortsThanTablesKeepAllOffsetsAtZero) {
-  const MosaicGeometry g({11, 2, 2, 0, 0}, {64, 32});
-  ASSERT_EQ(g.UsedPortNum, 11U);
-  for (unsigned port = 0; port < kDataPorts; ++port) {
-    EXPECT_EQ(g.portRegion(port), (PortRegion{0, 0, 128, 32}));
-    EXPECT_EQ(g.cardCount(port), 2);
-  }
 }
 
 TEST(MosaicGeometry, WhatCannotBeLaidOutIsInvalid) {

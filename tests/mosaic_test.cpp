@@ -1,6 +1,4 @@
 // The mosaic calculation on a board: mirrors, FPGA, flash and the order in which they change.
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <thread>
 
@@ -12,11 +10,7 @@ namespace TIRK_MCUC {
 namespace {
 
 using namespace testing_support;
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 constexpr const char* kFinish = "=================== Finish CalculateParaOfSenderInMosaicMode ====================";
 constexpr const char* kInvalid = "=== CalculateParaOfSenderInMosaicMode ===Invalid Parameter! ";
@@ -48,34 +42,6 @@ class Mosaic : public StoreTest {
     return out;
   }
 };
-
-TEST_F(Mosaic, WorkedExample) {
-  calculate(4, 6, 10, 0);
-  EXPECT_EQ(mirror(0x24, 4), littleEndian({768, 512}));
-  EXPECT_EQ(mirror(0x2C, 2), littleEndian({768}));
-  for (unsigned port = 0; port < 10; ++port) {
-    const uint16_t y = port % 2 == 0 ? 0 : 256;
-    EXPECT_EQ(mirror(sendpara::portBlock(port), 8), littleEndian({768, 256, 0, y})) << port;
-    EXPECT_EQ(fpga(static_cast<uint32_t>(sendpara::portBlock(port)), 8), littleEndian({768, 256, 0, y})) << port;
-    EXPECT_EQ(entry(port, 5), (CardPosition{640, 0})) << port;
-    EXPECT_EQ(entry(port, 6), (CardPosition{640, 128})) << port;
-    EXPECT_EQ(entry(port, 1019), (CardPosition{0, 128})) << port;
-    EXPECT_EQ(entry(port, 1020), (CardPosition{0, 0})) << port << ": beyond the last repeat";
-  }
-  EXPECT_THAT(counts(), ElementsAre(12, 12, 12, 12, 12, 12, 12, 12, 12, 12));
-  const ByteVector record = bytes({1, 0x55, 0, 0, 0, 0, 128, 0, 128, 0, 4, 6, 0, 10, 0});
-  EXPECT_EQ(flash(0xC20040, 15), record);
-  EXPECT_THAT(store.ScreenParaReg.copy<15>(0), ::testing::ElementsAreArray(record));
-
-  EXPECT_EQ(flash(0xA3C000, 40960), fpga(0x600000, 40960)) << "saved as it was sent";
-  EXPECT_EQ(flash(0xA3B100 + 0x18, 430), mirror(0x18, 430));
-  for (const char* line : {"horizontal line: RowOrColInOnePort = 2 CardNumofOneCable = 12",
-                           " line: UsedPortNum = 2 LastPortRowOrColInOnePort = 2",
-                           " line: PortOffsetX = 0 PortOffsetY = 256", " line: LastPortWidth = 0 LastPortHeight = 256",
-                           "The used port number = 2 connect mode = 0", "cacl 0x3000000 0x02 end", kFinish}) {
-    EXPECT_EQ(logged(line), 1U) << line;
-  }
-}
 
 TEST_F(Mosaic, WritesFpgaAndFlashInTheStatedOrder) {
   calculate(2, 5, 4, 1);
@@ -151,14 +117,6 @@ TEST_F(Mosaic, TheNumberTableKeepsWhatIsNoCount) {
   EXPECT_THAT(numberTable().copy<3>(0x80), ElementsAre(1, 0, 0xA2));
 }
 
-TEST_F(Mosaic, ATablesUnusedEndKeepsWhatItHad) {
-  positionTable().fill(0, kPositionTableSize, 0xEE);
-  calculate(1, 5, 5, 0);  // 204 repeats of 5: 4 entries left
-  EXPECT_EQ(fpga(0x600000 + 4 * 1020, 16), repeated(16, 0xEE));
-  EXPECT_EQ(entry(0, 1019), (CardPosition{512, 0}));
-  EXPECT_EQ(fpga(0x609000, 4096), fpga(0x600000, 4096)) << "repeated ports are copies, their end included";
-}
-
 TEST_F(Mosaic, InvalidRequestsOnlyWriteThePortsAndSave) {
   calculate(2, 2, 2, 0);
   const auto before = store.SendParameterReg.image();
@@ -209,21 +167,6 @@ TEST_F(Mosaic, RolesOfTheOutputPorts) {
   EXPECT_EQ(logged("MasterSlaveVal 0x1a: 0x0"), 2U) << "the device's role, not the spare port's";
   EXPECT_EQ(fpga(0x1A, 1), bytes({0x80}));
   EXPECT_EQ(fpga(0x101, 1), bytes({0x80}));
-}
-
-TEST_F(Mosaic, FailuresAreLoggedAndTheCalculationGoesOn) {
-  const auto run = [this] { calculate(4, 6, 10, 0); };
-  run();
-  const auto finished = [this] { return logged(kFinish); };
-  size_t runs = finished();
-  const auto goesOn = [&](unsigned long k) {
-    ASSERT_EQ(finished(), ++runs) << k;
-    ASSERT_EQ(operations().back(), "sh sync") << k;
-  };
-  EXPECT_EQ(sweep(vboard::Op::FlashWrite, run, goesOn), 15U) << "five regions, three tries each";
-  ++runs;  // the sweep's last run, in which something was left
-  EXPECT_GE(logged("write 02100001 to flash failed. driverRet = -1"), 1U);
-  EXPECT_EQ(sweep(vboard::Op::FlashRead, run, goesOn), 3U);
 }
 
 TEST_F(Mosaic, AnFpgaThatFailsIsToldOfAndTheFlashIsSaved) {

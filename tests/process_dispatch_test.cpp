@@ -1,5 +1,4 @@
 // The process-key dispatch: which handler a key reaches, with what, under which lock, and what a failing one leaves.
-
 #include <chrono>
 #include <future>
 #include <stdexcept>
@@ -48,48 +47,6 @@ class ProcessDispatchTest : public BoardTest {
   }
   Tprocess_ctl* m_control = Tprocess_ctl::getInstance();
 };
-
-TEST_F(ProcessDispatchTest, EachKeyReachesItsHandler) {
-  const struct {
-    uint32_t key;
-    const char* handler;
-  } kKeys[] = {{0, "Sprocess_BasicData"},
-               {2, "Sprocess_SaveSendCardPara"},
-               {3, "Sprocess_ReturnFactorySet"},
-               {4, "Sprocess_ReloadSendCardProgram"},
-               {5, "Sprocess_DoFeatureInfo"},
-               {7, "Sprocess_DoScreenInfoEcho"},
-               {8, "Sprocess_HDR10"},
-               {9, "Sprocess_HLG"},
-               {11, "Sprocess_PictureQualityCal"},
-               {12, "Sprocess_DoBackupInfo"},
-               {13, "Sprocess_DoBackupInfo"},
-               {14, "Sprocess_CalculateParaOfSender"},
-               {15, "Sprocess_AdvCalcParaOfSender"},
-               {16, "Sprocess_PositionNetPort"},
-               {17, "Sprocess_DoNumberFunCardPort"},
-               {18, "Sprocess_DoSoftwareTable"},
-               {19, "Sprocess_DoDoEDIDSpace"},
-               {22, "Sprocess_SenderRGBGamma"},
-               {23, "Sprocess_doAdjustBrightness"},
-               {24, "Sprocess_RVConfigFileSpace"},
-               {25, "Sprocess_ScreenPatternGen"},
-               {29, "Sprocess_doMappingForSender"}};
-  for (const auto& [key, handler] : kKeys) {
-    const std::string line = "=== " + std::string(handler) + " ===: data block is null! return.";
-    const size_t before = logged(line);
-    dispatch(key);
-    EXPECT_EQ(logged(line), before + 1) << key;
-  }
-  for (const uint32_t key : {6, 10, 21, 26, 27}) {
-    const size_t before = logged(" enter:");
-    dispatch(key);
-    EXPECT_EQ(logged(" enter:"), before + 1) << key;
-  }
-  EXPECT_EQ(journal(), "");
-  dispatch(12, bytes({1, 2}));  // the one that words its lines as another's
-  EXPECT_EQ(logged("WarmUpMode: 1 WarmUpTime: 2"), 1U);
-}
 
 TEST_F(ProcessDispatchTest, KeysWithoutHandlerAreIgnoredWithoutALine) {
   const std::string before = log();

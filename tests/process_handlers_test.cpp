@@ -1,7 +1,4 @@
 // The process handlers: what a queued write does to FPGA, flash, mirrors and cards.
-
-#include <gmock/gmock.h>
-
 #include "driverutil.h"
 #include "edidapi.h"
 #include "process/inputSource.h"
@@ -16,22 +13,11 @@
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::SizeIs;
-using ::testing::StartsWith;
+using namespace ::testing;
 
 namespace {
 
 using Handler = int (*)(int, uint8_t*);
-
-ByteVector counting(size_t count, uint8_t first = 1) {
-  ByteVector out(count);
-  for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(first + i);
-  return out;
-}
 
 class ProcessHandlersTest : public BoardTest {
  protected:
@@ -45,14 +31,6 @@ class ProcessHandlersTest : public BoardTest {
   // A register write record.
   static int write(Handler handler, uint32_t address, const ByteVector& data) {
     return apply(handler, encodeWriteRecord(address, static_cast<uint16_t>(data.size()), data));
-  }
-  // The journal's lines that begin with `kind`.
-  static std::vector<std::string> did(const std::string& kind) {
-    std::vector<std::string> lines;
-    for (const auto& line : journalLines()) {
-      if (line.starts_with(kind)) lines.push_back(line);
-    }
-    return lines;
   }
   Data_Global* m_store = Data_Global::getInstance();
 };
@@ -81,21 +59,6 @@ TEST_F(ProcessHandlersTest, WhatARecordClaimsMustBeThere) {
   EXPECT_EQ(journal(), "");
   EXPECT_EQ(m_store->RebootRF, 0);
   EXPECT_EQ(m_store->LEDConfigStatus, 0);
-}
-
-TEST_F(ProcessHandlersTest, TheFrameNamesTheHandlerTheRegisterAndTheData) {
-  write(Tprocess::Sprocess_DoSoftwareTable, 0x05000010, bytes({0xAB, 0x01}));
-  const std::string text = log();
-  const size_t begin =
-      text.find("============================ Begin Sprocess_DoSoftwareTable ===========================");
-  const size_t enter = text.find("Sprocess_DoSoftwareTable enter:");
-  const size_t record = text.find("Process key: DoSoftwareTableKey  Register: 83886096 len: 2 data:AB 01 ");
-  const size_t finish =
-      text.find("============================ Finish Sprocess_DoSoftwareTable ===========================");
-  ASSERT_NE(finish, std::string::npos);
-  EXPECT_LT(begin, enter);
-  EXPECT_LT(enter, record);
-  EXPECT_LT(record, finish);
 }
 
 TEST_F(ProcessHandlersTest, BasicDataIsAppliedAndTellsSo) {

@@ -1,10 +1,5 @@
 // The register spaces: what reads answer, what writes queue, what is refused, and what a failing device leaves behind.
-#include <gmock/gmock.h>
-
 #include <atomic>
-#include <cstdlib>
-#include <new>
-#include <string>
 #include <thread>
 
 #include "process/inputSource.h"
@@ -12,30 +7,12 @@
 #include "proto/addr_coordinatescanboardregister.h"
 #include "proto/addr_numberfuncardportregister.h"
 #include "proto/data_common.h"
+#include "support/allocations.h"
 #include "support/space_fixture.h"
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
 using ::testing::IsEmpty;
-
-// --- Allocations of one size fail on request. Not inlined, so that the compiler does not take its own new and delete
-// for a mismatch.
-
-namespace {
-thread_local size_t refusedSize = 0;
-}  // namespace
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  void* const memory = size != 0 && size == refusedSize ? nullptr : std::malloc(size > 0 ? size : 1);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -75,10 +52,10 @@ TEST_F(RegisterSpaces, AWriteReachesItsHandlerAsItCame) {
 
 TEST_F(RegisterSpaces, AWriteWithoutMemoryForItIsRefused) {
   auto request = writeRequest(0x02300000, bytes({1, 2}));
-  refusedSize = sizeof(MCUProcessDataBlock);
-  const int result = Tshl_ctl::getInstance()->Ssh_StartSendCard(&request);
-  refusedSize = 0;
-  EXPECT_EQ(result, 4);
+  {
+    const RefusedAllocations none(sizeof(MCUProcessDataBlock), sizeof(MCUProcessDataBlock));
+    EXPECT_EQ(Tshl_ctl::getInstance()->Ssh_StartSendCard(&request), 4);
+  }
   EXPECT_EQ(request.proto.m_ucAck, 4);
   EXPECT_EQ(logged("Error:registerspace.cpp"), 1U);
   EXPECT_EQ(logged("=== MCUProcessDataBlock ===: new a pDataBlock, but it's NULL. return."), 1U);
@@ -124,16 +101,6 @@ TEST_F(RegisterSpaces, WhatLeavesASpaceIsRefusedWhole) {
   }
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");
-}
-
-TEST_F(RegisterSpaces, ReadsEndAtTheLastByte) {
-  EXPECT_EQ(read(0x000000FE, 2).result, 0);
-  EXPECT_EQ(read(0x02300FFF, 1), done(flash(0xB98FFF, 1)));
-  EXPECT_EQ(read(0x03009FFF, 1).data.size(), 1U);
-  EXPECT_EQ(read(0x031002FF, 1).data.size(), 1U);
-  EXPECT_EQ(read(0x1201003E, 1).data.size(), 1U);
-  setFpga(0x01FFFFFF, bytes({0x77}));
-  EXPECT_EQ(read(0xF1FFFFFF, 1), done(bytes({0x77})));
 }
 
 TEST_F(RegisterSpaces, AnEmptyReadTouchesNothing) {
@@ -317,24 +284,6 @@ TEST_F(RegisterSpaces, WithoutAnEnvironmentTheHardwareRecordIsTheFlashs) {
   setFlash(0x1000, counting(256));
   fail(vboard::Op::EnvOpen, 100);
   EXPECT_EQ(read(0, 40), done(counting(40)));
-}
-
-TEST_F(RegisterSpaces, HardwareAndTestSpaceCheckTheirOwnLengthAndCode) {
-  for (uint16_t length : {uint16_t{0}, uint16_t{1}, uint16_t{513}}) {
-    EXPECT_EQ(read(0x00000000, length), refused(6)) << length;
-    EXPECT_EQ(write(0x00000000, ByteVector(length)), refused(6)) << length;
-  }
-  for (uint16_t length : {uint16_t{0}, uint16_t{2049}, uint16_t{65516}}) {
-    EXPECT_EQ(read(0xF0000000, length), refused(6)) << length;
-    EXPECT_EQ(write(0xF0000000, ByteVector(length)), refused(6)) << length;
-  }
-  for (uint32_t address : {0x00000000U, 0xF0000000U}) {
-    auto strange = readRequest(address, 2);
-    strange.proto.m_ucCode = 3;
-    EXPECT_EQ(send(strange).result, -1);
-  }
-  EXPECT_THAT(applied(), IsEmpty());
-  EXPECT_EQ(journal(), "");
 }
 
 TEST_F(RegisterSpaces, TheTestSpaceIsTheFpgaAsItIs) {

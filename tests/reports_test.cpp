@@ -1,7 +1,4 @@
 // The reports of the parameter store: to whom each goes, under which register, with what.
-
-#include <gmock/gmock.h>
-
 #include <functional>
 
 #include "proto/data_common.h"
@@ -10,9 +7,7 @@
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 
 namespace {
 

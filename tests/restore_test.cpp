@@ -1,6 +1,4 @@
 // The boot restore: what comes back from flash, what reaches the FPGA, and the first boot after a factory reset.
-#include <gmock/gmock.h>
-
 #include "mcuctrace.h"
 #include "proto/screentables.h"
 #include "stub/mcucmessagestruct.h"
@@ -10,8 +8,7 @@ namespace TIRK_MCUC {
 namespace {
 
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 class Restore : public ReportingStoreTest {
  protected:
@@ -266,49 +263,6 @@ TEST_F(Restore, OnlyTheValueOneIsAFirstBoot) {
   restore(false);
   EXPECT_EQ(env("firstboot"), "1") << "a store that cannot be opened is an ordinary boot";
   EXPECT_EQ(logged("=======Reboot after ReturnFactory === RestoreFPGA    "), 0U);
-}
-
-TEST_F(Restore, UnreadableFlashLeavesTheMirrorsAndTheRestoreGoesOn) {
-  restore();
-  const auto block = store.SendParameterReg.image();
-  const auto positions = positionTable().image();
-  fail(vboard::Op::FlashRead, 1000);
-  restore();
-  fail(vboard::Op::FlashRead, 0);
-  EXPECT_EQ(logged("=== BootRecover ===Can not read flash when get the PbufMorSMode in poweron! "), 1U);
-  EXPECT_EQ(logged("=== BootRecover ===Can not read flash when get the ScreenParaReg[0x01] in poweron! "), 1U);
-  EXPECT_EQ(store.SendParameterReg.byte(0x1C0), block[0x1C0]);
-  EXPECT_EQ(positionTable().image(), positions);
-  EXPECT_EQ(store.LEDConfigStatus, 184);
-  EXPECT_EQ(operations().back(), operation("flash", 0xD17000, 1));
-  EXPECT_TRUE(store.FpgaParaLoadFinish);
-}
-
-TEST_F(Restore, AnyFailingReadOrWriteIsSurvived) {
-  g_logLevel = 0;
-  const auto restoreOnline = [this] {
-    store.FpgaParaLoadFinish = false;
-    restore();
-  };
-  const auto wentOn = [this](unsigned long k) {
-    ASSERT_TRUE(store.FpgaParaLoadFinish) << k;
-    ASSERT_EQ(operations().back(), operation("flash", 0xD17000, 1)) << k;
-  };
-  // Block, mode, record, status, ten tables, numbers, record; three tries each.
-  EXPECT_EQ(sweep(vboard::Op::FlashRead, restoreOnline, wentOn), 3U * 16);
-  // Block, forty pieces of tables, four blocks of numbers, output switch.
-  EXPECT_EQ(sweep(vboard::Op::FpgaWrite, restoreOnline, wentOn), 3U * 46);
-}
-
-TEST_F(Restore, EachFailureOfTheFpgaIsOneLine) {
-  const auto errors = [this] { return logged("Error:data_restore.cpp"); };
-  restore();
-  const size_t before = errors();
-  fail(vboard::Op::FpgaWrite, 3);
-  restore();
-  EXPECT_EQ(errors(), before + 1) << "the feature block";
-  EXPECT_EQ(logged("=== RestoreFPGA ===write feature para to FPGA failed! ret = -1"), 1U);
-  EXPECT_EQ(fpga(0x600000, 4096), flash(0xA3C000, 4096)) << "what follows is written";
 }
 
 }  // namespace

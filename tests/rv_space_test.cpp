@@ -1,8 +1,5 @@
 // The configuration-file space: its map, the file table, where pieces land, and replays to the cards.
-#include <gmock/gmock.h>
-
 #include <filesystem>
-#include <string>
 
 #include "process/tprocess.h"
 #include "proto/addr_rvconfigfilespace.h"
@@ -11,9 +8,7 @@
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 
 namespace {
 

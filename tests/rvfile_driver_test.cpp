@@ -1,6 +1,5 @@
 // Configuration files of receiving cards: pieces, removal, replay, and that nothing but files of their directory is
 // ever touched.
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -18,9 +17,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
+using namespace ::testing;
 using vboard::Op;
 namespace fs = std::filesystem;
 
@@ -76,20 +73,6 @@ class RvFileTest : public BoardTest {
 };
 
 // --- Pieces
-
-TEST_F(RvFileTest, PiecesLandAtTheirOffsetsOfTheFileThatIsMeant) {
-  EXPECT_EQ(write(nullptr, 3, 4, "efgh"), 0);
-  EXPECT_EQ(write("ignored", 3, 0, "abcd"), 0);
-  EXPECT_EQ(write(nullptr, 3, 2, "CD"), 0);  // nothing is truncated
-  EXPECT_EQ(file(3), "abCDefgh");
-  EXPECT_EQ(write(kList, 255, 2, "names"), 0);
-  EXPECT_EQ(m_directory.get(std::string(kDirectory) + "AllCabCfgFileName"), std::string("\0\0names", 7));
-  EXPECT_EQ(write(nullptr, 40, 0, "x"), 0);  // without a name it is the number's, whatever it is
-  EXPECT_EQ(file(40), "x");
-  EXPECT_EQ(write(nullptr, 5, 0, ""), 0);
-  EXPECT_TRUE(fs::exists(path(numbered(5))));
-  EXPECT_EQ(errors(), 0U);
-}
 
 TEST_F(RvFileTest, PieceReadsBack) {
   write(kList, 255, 0, "0123456789");
@@ -150,27 +133,6 @@ TEST_F(RvFileTest, PieceThatDoesNotFitOnTheDiskIsAFailure) {
 }
 
 // --- Removal
-
-TEST_F(RvFileTest, RemovalTakesTheFilesThatAreMeant) {
-  EXPECT_EQ(driver.RemoveRvFile(kList, 255), 0);  // no directory yet
-  EXPECT_EQ(driver.RemoveOtherRvFile(0, 32), 0);
-  for (const int number : {0, 3, 4, 31}) write(nullptr, number, 0, "x");
-  write(kList, 255, 0, "x");
-  EXPECT_EQ(driver.RemoveRvFile(kList, 4), 0);  // up to 31 the number counts
-  EXPECT_FALSE(fs::exists(path(numbered(4))));
-  EXPECT_EQ(driver.RemoveRvFile(kList, 32), 0);
-  EXPECT_FALSE(fs::exists(path(kDirectory) / "AllCabCfgFileName"));
-  EXPECT_EQ(driver.RemoveRvFile("RvCfgFile_3.rcfgx", 255), 0);  // a bare name is one of the directory
-  EXPECT_FALSE(fs::exists(path(numbered(3))));
-  EXPECT_EQ(driver.RemoveOtherRvFile(1, 31), 0);
-  EXPECT_TRUE(fs::exists(path(numbered(0))) && fs::exists(path(numbered(31))));
-  EXPECT_EQ(driver.RemoveOtherRvFile(31, 32), 0);
-  EXPECT_FALSE(fs::exists(path(numbered(31))));
-  EXPECT_EQ(driver.RemoveOtherRvFile(32, 0), 0);
-  EXPECT_TRUE(fs::exists(path(numbered(0))));
-  EXPECT_EQ(logged("Remove File: /data/tirk/etc/qxt/cabCfg/RvCfgFile_31.rcfgxOk "), 1U);
-  EXPECT_EQ(errors(), 0U);
-}
 
 // --- Replay
 
@@ -236,25 +198,6 @@ TEST_F(RvFileTest, ReplayGoesOnWhenASendFails) {
   fail(Op::CardWrite, 1, 5);
   EXPECT_THAT(replayed(rvFile(2, {{0x100, 0, 1, 1}, {0x200, 0, 1, 1}})), SizeIs(2));
   EXPECT_EQ(logged("send failed! addr = 256 ret = 5"), 1U);
-}
-
-TEST_F(RvFileTest, FilesAreClosed) {
-  const auto descriptors = [] {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-  };
-  write(nullptr, 1, 0, "x");
-  replayed(rvFile(1, {{0, 0, 5000, 1}}));
-  const auto before = descriptors();
-  for (int i = 0; i < 5; ++i) {
-    uint8_t byte = 0;
-    write(nullptr, 1, 0, "x");
-    write(kList, 255, 0, "x");
-    driver.ReadBytesFromrecvcard(0, 0, 1, &byte, kList);
-    replayed(rvFile(1, {{0, 0, 5000, 1}}));
-    driver.RemoveRvFile(kList, 255);
-    driver.RemoveOtherRvFile(0, 32);
-  }
-  EXPECT_EQ(descriptors(), before);
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 // The FPGA report thread: start, the self-test switch, what a test run finds, and that both memories are as before.
 #include "stub/fpgareportthread.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
-#include <chrono>
 #include <numeric>
 #include <thread>
 
@@ -12,13 +9,13 @@
 #include "proto/data_common.h"
 #include "proto/screentables.h"
 #include "support/board_fixture.h"
+#include "support/waiting.h"
 
 namespace {
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::SizeIs;
+using namespace ::testing;
 using vboard::Op;
 
 constexpr uint32_t kPositionMemory = 0x600000;
@@ -32,25 +29,16 @@ class SelfTestTest : public BoardTest {
   ~SelfTestTest() override {
     if (!m_thread) return;
     m_thread->Release();
-    waitFor([this] { return logged(kEnds) == 1; });
+    waitUntil([this] { return logged(kEnds) == 1; });
   }
 
   void startThread() {
     m_thread = std::make_shared<FpgaReportThread>();
     ASSERT_EQ(m_thread->Init(), 0U);
-    waitFor([this] { return logged(kInitialised) == 1; });
-  }
-  template <class Condition>
-  static void waitFor(Condition condition) {
-    const int64_t end = monotonicMs() + 20000;
-    while (!condition()) {
-      ASSERT_LT(monotonicMs(), end);
-      Sleep(1);
-    }
+    ASSERT_TRUE(waitUntil([this] { return logged(kInitialised) == 1; }));
   }
   static std::vector<std::string> busWrites() {
-    auto lines = journalLines();
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("fpga w"); });
+    auto lines = did("fpga w");
     for (std::string& line : lines) line.resize(line.rfind(' '));  // without the data
     return lines;
   }
@@ -82,7 +70,7 @@ TEST_F(SelfTestTest, StartGoesOnWhenTheRegistersCannotBeWritten) {
   EXPECT_EQ(logged("=== Write reprot para Reg failed! ret = -1"), 1U);
   EXPECT_EQ(logged("=== Write reprot enable Reg failed! ret = -1"), 1U);
   m_thread->Release();
-  waitFor([this] { return logged(kEnds) == 1; });
+  EXPECT_TRUE(waitUntil([this] { return logged(kEnds) == 1; }));
   EXPECT_EQ(logged("FpgaThread  exit."), 1U);
 }
 
@@ -145,12 +133,13 @@ TEST_F(SelfTestTest, SwitchStartsRunsAtOnceAndItsEndBringsTheMemoriesBack) {
     setFpga(kPositionMemory + 1024, repeated(16, 0xEE));  // beyond what a run touches
     clearJournal();
     store.setRWFPGATestflag(1);
-    waitFor([] { return busWrites().size() > 100; });
+    EXPECT_TRUE(waitUntil([] { return busWrites().size() > 100; }));
     EXPECT_NE(fpga(kPositionMemory, 1024), position);
     EXPECT_TRUE(store.memoriesUnderTest());
     store.setRWFPGATestflag(0);
-    waitFor([&] { return fpga(kPositionMemory, 1024) == position && fpga(kNumberMemory, 128) == number; });
-    waitFor([&] { return !store.memoriesUnderTest(); });
+    EXPECT_TRUE(
+        waitUntil([&] { return fpga(kPositionMemory, 1024) == position && fpga(kNumberMemory, 128) == number; }));
+    EXPECT_TRUE(waitUntil([&] { return !store.memoriesUnderTest(); }));
     EXPECT_EQ(fpga(kPositionMemory + 1024, 16), repeated(16, 0xEE));
     clearJournal();
     Sleep(30);
@@ -163,7 +152,7 @@ TEST_F(SelfTestTest, ObjectLivesAsLongAsItsThread) {
   const std::weak_ptr<FpgaReportThread> object = m_thread;
   m_thread->Release();
   m_thread.reset();
-  waitFor([&object] { return object.expired(); });
+  EXPECT_TRUE(waitUntil([&object] { return object.expired(); }));
   EXPECT_EQ(logged(kEnds), 1U);
 }
 

@@ -1,6 +1,4 @@
 // The shortcut-configuration space, the handler that its basic record queues, and the deferred calculation.
-#include <gmock/gmock.h>
-
 #include "process/tprocess.h"
 #include "proto/addr_shortcutconfigscreenregister.h"
 #include "stub/mcucmessagestruct.h"
@@ -10,8 +8,7 @@ namespace TIRK_MCUC {
 namespace {
 
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 constexpr uint32_t kSpace = 0x02810000;
 constexpr uint32_t kFlash = 0xB99000;
@@ -263,19 +260,6 @@ TEST_F(BasicCalculation, TheRecordInFlashHasTheLastWordWhenItIsComplete) {
   fail(vboard::Op::FlashRead, 3);
   calculate();
   EXPECT_EQ(fpga(0x500000, 2), bytes({6, 0})) << "an unreadable record has none";
-}
-
-TEST_F(BasicCalculation, FailuresDoNotStopIt) {
-  fitCards(0, 100, 50);
-  handle(2, 3, 6, 0);
-  storeRecord(2, 3, 6, 0);
-  for (const auto op : {vboard::Op::FlashWrite, vboard::Op::FlashRead, vboard::Op::CardRead}) {
-    const auto calls = sweep(
-        op, [this] { calculate(); },
-        [](unsigned long k) { ASSERT_THAT(operations("fpga w 0x00600000"), ::testing::SizeIs(1)) << k; });
-    EXPECT_GE(calls, op == vboard::Op::CardRead ? 1U : 3U);
-  }
-  EXPECT_GE(logged("=== WriteToBackupInfo ===Write backup info to flash failed. ret = -1"), 1U);
 }
 
 }  // namespace

@@ -1,16 +1,12 @@
 // Start-up with the k-th call of each operation of the board failing, for one whole operation and for ever, for every k
 // until none is left to fail. Each start is a process of its own on the same board. After each: the daemon serves, its
 // locks are free, what it stores is as before or as it should be, and the next start puts right what was missed.
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstring>
 #include <fstream>
-#include <functional>
-#include <iterator>
 #include <thread>
 
 #include "driverutil.h"

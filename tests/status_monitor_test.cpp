@@ -1,53 +1,18 @@
 // The status monitor: which change of a status register is reported, exactly how, and what it leaves behind.
-
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <iterator>
-#include <new>
 
 #include "process/tprocess_ctl.h"
 #include "proto/data_common.h"
+#include "support/allocations.h"
 #include "support/report_listener.h"
 #include "virtual/cards.h"
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
-// --- Each thread's allocations are counted, and large ones fail on request. Not inlined, so that the compiler does not
-// take its own new and delete for a mismatch.
-
-namespace {
-thread_local size_t allocations = 0;
-thread_local size_t largestAllowed = SIZE_MAX;
-}  // namespace
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  ++allocations;
-  void* const memory = size > largestAllowed ? nullptr : std::malloc(size > 0 ? size : 1);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-[[gnu::noinline]] void* operator new[](size_t size) {
-  return operator new(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, size_t) noexcept {
-  std::free(memory);
-}
+using namespace ::testing;
 
 namespace {
 
@@ -172,9 +137,9 @@ TEST_F(StatusMonitorTest, AFailedReadCountsAs0AndSparesTheMirror) {
 TEST_F(StatusMonitorTest, ACycleWithoutChangeNeitherAllocatesNorWritesALine) {
   reportsOfCycle();
   const std::string before = log();
-  const size_t allocated = allocations;
+  const size_t allocated = allocations();
   cycle([] {});
-  EXPECT_EQ(allocations, allocated);
+  EXPECT_EQ(allocations(), allocated);
   EXPECT_EQ(log(), before);
 }
 
@@ -291,9 +256,10 @@ TEST_F(DeferredResetTest, ARequestedResetRunsThenTheRebootIsDue) {
 
 TEST_F(DeferredResetTest, AFailedResetIsGivenUp) {
   m_store->RebootRF = 3;
-  largestAllowed = 100'000;  // the reset needs a buffer of 1 MiB
-  m_control->RebootAfterRF();
-  largestAllowed = SIZE_MAX;
+  {
+    const RefusedAllocations large(100'000);  // the reset needs a buffer of 1 MiB
+    m_control->RebootAfterRF();
+  }
   EXPECT_EQ(m_store->RebootRF, 0);
   EXPECT_EQ(journal(), "sh sysconfig set firstboot 0\n");
   EXPECT_EQ(env("firstboot"), "0");

@@ -1,6 +1,4 @@
 // Saving and loading the device state.
-#include <gmock/gmock.h>
-
 #include "proto/flashmap.h"
 #include "support/store_fixture.h"
 
@@ -8,8 +6,7 @@ namespace TIRK_MCUC {
 namespace {
 
 using namespace testing_support;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace ::testing;
 
 class Store : public StoreTest {
  protected:
@@ -142,18 +139,6 @@ TEST_F(Store, SizeRecords) {
   EXPECT_EQ(logged("=== Read_CardSize_FromFlash ===Can not read flash CardSize , faild !!! "), 1U);
 }
 
-TEST_F(Store, TheCardSizeIsWrittenAndReadBack) {
-  EXPECT_EQ(store.cardSize(), (CardSize{128, 128})) << "before anything is known";
-  store.setCardSize({256, 65535});
-  EXPECT_EQ(store.Write_CardSize_toFlash(), 0);
-  EXPECT_EQ(flash(0xC20008, 8), littleEndian32({256, 65535}));
-  EXPECT_EQ(logged("=== Write_CardSize_toFlash ===(getscreensize+8) ok, RecvCard_W_H = 256 x 65535"), 1U);
-  EXPECT_EQ(logged("=======Read FromFlash CardSize = 256 x 65535"), 1U);
-  fail(vboard::Op::FlashWrite, 3);
-  EXPECT_EQ(store.Write_CardSize_toFlash(), -1);
-  EXPECT_EQ(logged("=== Write_CardSize_toFlash ======= Write CardSize to flash failed !"), 1U);
-}
-
 TEST_F(Store, RestoringFromFlashRefusesWhatItCannotHold) {
   ByteVector dest(6000, 0xEE);
   setFlash(0xA3B100, bytes({1, 2, 3}));
@@ -218,36 +203,6 @@ TEST_F(Store, TheScreenCounterCountsAndIsKeptWhenUnreadable) {
   fail(vboard::Op::FlashRead, 3);
   store.countScreenConfiguration();
   EXPECT_EQ(flash(0xD17000, 1), bytes({9}));
-}
-
-TEST_F(Store, PortFieldsStandInTheirBlocks) {
-  struct Case {
-    uint8_t port;
-    size_t block, role;
-  };
-  const Case cases[] = {{0, 0x51, 0x18}, {3, 0x6C, 0x1B},   {4, 0xB1, 0x98},
-                        {7, 0xCC, 0x9B}, {8, 0x131, 0x100}, {15, 0x170, 0x107}};
-  for (const Case& c : cases) {
-    store.SendParameterReg.fill(0, 512, 0xEE);
-    store.PortWidthUpdate(c.port, 0x0102);
-    store.PortHeightUpdate(c.port, 0x0304);
-    store.PortOffsetXUpdate(c.port, 0x0506);
-    store.PortOffsetYUpdate(c.port, 0x0708);
-    store.PortMorSUpdate(c.port, 0x80);
-    EXPECT_THAT(store.SendParameterReg.copy<9>(c.block), ElementsAre(2, 1, 4, 3, 6, 5, 8, 7, 0xEE)) << int{c.port};
-    EXPECT_EQ(store.SendParameterReg.byte(c.role), 0x80) << int{c.port};
-    EXPECT_EQ(sendpara::PortParaXOffsetIndex[c.port], c.block + 4);
-    EXPECT_EQ(sendpara::PortParaYOffsetIndex[c.port], c.block + 6);
-  }
-  const auto before = store.SendParameterReg.image();
-  for (const uint8_t port : {uint8_t{16}, uint8_t{255}}) {
-    store.PortWidthUpdate(port, 1);
-    store.PortHeightUpdate(port, 1);
-    store.PortOffsetXUpdate(port, 1);
-    store.PortOffsetYUpdate(port, 1);
-    store.PortMorSUpdate(port, 1);
-  }
-  EXPECT_EQ(store.SendParameterReg.image(), before);
 }
 
 TEST(FlashMap, AreasStandInOrderWithinTheFlash) {

@@ -35,23 +35,6 @@ TEST_F(UtilTest, SleepLastsTheWholeTimeThoughSignalsArrive) {
   EXPECT_GT(signals, 1);
 }
 
-TEST_F(UtilTest, ThreadThatCannotBeMadeIsReported) {
-  pthread_attr_t usual, huge;
-  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
-  ASSERT_EQ(pthread_attr_init(&huge), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&huge, SIZE_MAX / 16 * 15), 0);  // more than there is room for
-  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
-  unsigned long id = 77;
-  const auto body = [](void*) -> void* { return nullptr; };
-  EXPECT_EQ(startDetachedThread(body, nullptr, &id, {"attributes ", "detach ", "create err="}), 0x80005001U);
-  ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
-  EXPECT_EQ(id, 77U);
-  EXPECT_EQ(logged("create err=" + std::to_string(EAGAIN)), 1U);
-  EXPECT_EQ(startDetachedThread(body, nullptr, &id, {"attributes ", "detach ", "create err="}), 0U);
-  pthread_attr_destroy(&huge);
-  pthread_attr_destroy(&usual);
-}
-
 TEST_F(UtilTest, TicksAreTheBoardsWallClock) {
   vboard::board().clock.set(int64_t{1'700'000'000} * 1'000'000 + 123'000);
   // They begin anew at 0 where a long is too short for them.

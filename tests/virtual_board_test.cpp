@@ -7,15 +7,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <thread>
 
 #include "boardaccess.h"
 #include "boardhost.h"
 #include "llinput.h"
 #include "support/temporary_directory.h"
+#include "support/waiting.h"
 #include "sysconfenv.h"
 #include "virtual/board.h"
 #include "virtual/files.h"
@@ -47,30 +46,6 @@ int inChild(const std::function<void()>& work) {
   int status = -1;
   ::waitpid(child, &status, 0);
   return status;
-}
-
-bool appears(const fs::path& file) {
-  for (int i = 0; i < 2000 && !fs::exists(file); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  return fs::exists(file);
-}
-
-TEST(BoardConfig, TakesEverySetting) {
-  std::string error;
-  const auto defaults = parseConfig("", error);
-  ASSERT_TRUE(defaults);
-  EXPECT_EQ(defaults->inputs.size(), 3u);
-  const auto config = parseConfig(
-      "# a board\r\n  card_position=0x0A  # of the rack\n\njournal = on\ninput 6 = vga\nfpga_load_ms = -1\n"
-      "input 0 = dvi\njournal = off\ninput\t3 = sdi3g",
-      error);
-  ASSERT_TRUE(config) << error;
-  EXPECT_EQ(config->cardPosition, 10);
-  EXPECT_EQ(config->fpgaLoadMs, -1);
-  EXPECT_FALSE(config->journal);
-  ASSERT_EQ(config->inputs.size(), 3u) << "any input line replaces the default";
-  EXPECT_EQ(config->inputs[0].type, EN_IF_T_DVI);
-  EXPECT_EQ(config->inputs[1].slot, 3);
-  EXPECT_EQ(config->inputs[2].slot, 6);
 }
 
 TEST(BoardConfig, NamesTheLineOfAnError) {
@@ -117,21 +92,7 @@ TEST(NewBoard, IsAnEmptyPrivateDevice) {
   EXPECT_EQ(readFile(board / "root/data/tirk/etc/sysconf/env"),
             "firstboot=0\nver_rootfs=V1.0.B1\ndevice_modelid=5001\n");
   EXPECT_EQ(readFile(board / "root/sys/class/fpga/fpga_conf").value_or("").substr(0, 1), "1");
-  EXPECT_TRUE(appears(board / kFlag));
-}
-
-TEST(NewBoard, MayHaveALongerPathThanTheSystemTakes) {
-  const TemporaryDirectory directory;
-  std::string path = directory.path().string();
-  for (int i = 0; i < 50; ++i) path += "/" + std::string(100, static_cast<char>('a' + i % 26));
-  std::string error;
-  ASSERT_EQ(openBoard(path, error), 0) << error;
-  board().journal.setOn(true);
-  ASSERT_EQ(board_system("mkdir -p /data/deep"), 0);
-  EXPECT_EQ(board().journal.text(), "sh mkdir -p /data/deep\n");
-  char name[64];
-  ASSERT_EQ(board_path("/data/deep", name, sizeof name), 0);
-  EXPECT_EQ(::access(name, W_OK), 0);
+  EXPECT_TRUE(testing_support::waitUntil([&] { return fs::exists(board / kFlag); }));
 }
 
 TEST(Board, IsOpenedByOneDaemonOnly) {
@@ -191,32 +152,6 @@ TEST(Board, DoesNotFollowLinksOutOfItsDirectory) {
   EXPECT_EQ(outside.get("env"), "mine=1\n");
 }
 
-TEST(Board, TellsThatThereIsNoRoom) {
-  const TemporaryDirectory directory;
-  ::signal(SIGXFSZ, SIG_IGN);
-  rlimit old = {};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
-  const rlimit small{1U << 20, old.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-  const std::string error = openError(directory.path());
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
-  EXPECT_THAT(error, HasSubstr("cannot make the flash image"));
-  EXPECT_FALSE(fs::exists(directory.path() / kFlash)) << "half an image is none";
-  EXPECT_EQ(openError(directory.path()), "") << "and the next start makes it";
-}
-
-TEST(Board, IsFoundByTheEnvironmentVariable) {
-  const TemporaryDirectory directory;
-  directory.put("board.conf", "journal = yes\n");
-  ::setenv("KADREND_BOARD", directory.path().c_str(), 1);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(board_open(), -1);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("line 1"));
-  directory.put("board.conf", "");
-  EXPECT_EQ(board_open(), 0);
-  EXPECT_EQ(board().directory, directory.path());
-}
-
 TEST(Board, KeepsItsStateWhenTheDaemonIsKilled) {
   const TemporaryDirectory directory;
   constexpr uint8_t kBytes[] = {1, 2, 3};
@@ -247,39 +182,6 @@ TEST(Board, KeepsItsStateWhenTheDaemonIsKilled) {
   EXPECT_EQ(board().lights->board(), 0x8123);
   EXPECT_THAT(board().journal.text(), HasSubstr("fpga w 0x00000100 3 010203\nflash w 0x00b98000 3 010203\n"));
   EXPECT_TRUE(board().journal.on()) << "a journal that was switched on goes on";
-}
-
-TEST(Power, TheFlagFileAppearsByItselfUnlessItIsThere) {
-  const TemporaryDirectory directory;
-  directory.put("board.conf", "fpga_load_ms = 30\n");
-  const auto start = std::chrono::steady_clock::now();
-  ASSERT_EQ(openError(directory.path()), "");
-  ASSERT_TRUE(appears(directory.path() / kFlag));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
-}
-
-TEST(Power, ARebootStartsTheProcessAgainInPlace) {
-  constexpr const char* kSecondLife = "KADREND_TEST_REBOOTED";
-  if (const char* const directory = std::getenv(kSecondLife); directory != nullptr) {
-    sigset_t mask;
-    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    uint8_t byte = 1;
-    const bool good = openError(directory).empty() && board().fpga.read(0, {&byte, 1}) == 0 && byte == 0;
-    ::_exit(good && ::sigismember(&mask, SIGTERM) == 0 ? 42 : 1);
-  }
-  const TemporaryDirectory directory;
-  const int status = inChild([&] {
-    ::setenv(kSecondLife, directory.path().c_str(), 1);
-    if (!openError(directory.path()).empty() || board().fpga.write(0, std::vector<uint8_t>{7}) != 0) return;
-    std::thread([] {
-      sigset_t all;
-      ::sigfillset(&all);
-      ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
-      board_system("reboot -f");
-    }).join();
-  });
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 42) << "with its arguments, its signals, and no lock left behind";
 }
 
 TEST(Power, ARebootTheDaemonDidNotLiveThroughIsFinished) {

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -203,32 +202,6 @@ TEST_F(WorkQueue, EndsAfterTheItemItIsAtAndFreesTheRest) {
   gate.set_value();
   EXPECT_TRUE(stop());
   EXPECT_THAT(applied(1), ElementsAre(1));
-}
-
-TEST_F(WorkQueue, SleepsWhileThereIsNothingToDo) {
-  std::atomic<pid_t> thread{0};
-  onItem = [&](MCUProcessDataBlock* block) {
-    thread = static_cast<pid_t>(syscall(SYS_gettid));
-    record(block->m_key);
-  };
-  const auto wakeUps = [&thread] {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-    std::string word;
-    while (status >> word && word != "voluntary_ctxt_switches:") continue;
-    long count = -1;
-    status >> count;
-    return count;
-  };
-  start();
-  add(1);
-  applied(1);
-  std::this_thread::sleep_for(50ms);  // the measurement begins when the worker is back in its wait
-  const long before = wakeUps();
-  ASSERT_GE(before, 0);
-  std::this_thread::sleep_for(300ms);
-  EXPECT_LE(wakeUps() - before, 1);
-  add(2);
-  EXPECT_THAT(applied(2), ElementsAre(1, 2));
 }
 
 template <class Block>

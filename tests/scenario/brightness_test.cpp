@@ -1,11 +1,7 @@
 // The whole daemon follows a day's brightness, as the cards receive it; and the client sets it up.
-#include <gmock/gmock.h>
-
 #include <array>
 #include <cstdio>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "driverutil.h"
 #include "proto/flashmap.h"

@@ -1,11 +1,4 @@
 // The bus self-test: it runs while its switch is on, finds what differs, and leaves the memories as they were.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
 #include "support/scenario_fixture.h"
@@ -52,18 +45,6 @@ class BusSelfTestTest : public ScenarioTest {
   ByteVector m_numbers;
 };
 
-TEST_F(BusSelfTestTest, ReadersSeeTheTablesWhileItRunsAndAfter) {
-  run();
-  for (int i = 0; i < 50; ++i) {
-    ASSERT_EQ(askRead(kPositionSpace, 2048).data, m_positions);
-    ASSERT_EQ(askRead(kNumberSpace, 768).data, m_numbers);
-  }
-  EXPECT_TRUE(end());
-  EXPECT_EQ(askRead(kPositionSpace, 2048).data, m_positions);
-  EXPECT_EQ(logged("Error", "Data error"), 0U);
-  EXPECT_EQ(flash(flash::kFeature.address + 0x1EF, 1), ByteVector{0}) << "the switch is not stored";
-}
-
 TEST_F(BusSelfTestTest, AWriteDuringItComesOutInTheEnd) {
   run();
   m_positions[0] = 0x11;
@@ -86,31 +67,6 @@ TEST_F(BusSelfTestTest, AWallLaidOutDuringItTakesNoPatternOver) {
   EXPECT_EQ(flash(flash::kNumber.address, 768), m_numbers) << "saved with the wall";
   EXPECT_EQ(fpga(fpga::kPosition.address, flash::kPosition.length),
             flash(flash::kPosition.address, flash::kPosition.length));
-}
-
-TEST_F(BusSelfTestTest, FaultsOfTheBusAreTold) {
-  monitor("fail fpga-write 100000");
-  EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
-  EXPECT_TRUE(waitLogged("Error", "=== WriteToPosNetPort ===Write FPGA Position 16 Word Info failed! ret = -1"));
-  EXPECT_TRUE(waitLogged("Error", "=== WriteFromNumberFunCardPort ===Write FPGA NumberFunCardPort 256"));
-  monitor("fail fpga-write 0");
-  EXPECT_TRUE(end());
-}
-
-TEST_F(BusSelfTestTest, ADifferenceIsTold) {
-  EXPECT_EQ(askWrite(kSwitch, {1}).ack, 0);
-  // Somebody else writes to the memory while the test has its pattern there.
-  EXPECT_TRUE(waitUntil([this] {
-    setFpga(fpga::kPosition.address + 5, {0x12});
-    return logged("Error", "Read_Write FPGA 0x03000000 ") > 0;
-  }));
-  const std::string text = log();
-  const size_t at = text.find("Read_Write FPGA 0x03000000 ");
-  ASSERT_NE(at, std::string::npos);
-  const std::string line = text.substr(at, text.find('\n', at) - at);
-  EXPECT_NE(line.find(" Word , Data error  reg = 5 sendData "), std::string::npos) << line;
-  EXPECT_NE(line.find(" recvData 18"), std::string::npos) << line;
-  EXPECT_TRUE(end());
 }
 
 }  // namespace

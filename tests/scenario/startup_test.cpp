@@ -1,15 +1,11 @@
 // The whole daemon from start-up to idling: its option, what it stores and says, the load of the FPGA, and its rest.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/daemon_fixture.h"
 
@@ -17,57 +13,39 @@ namespace testing_support {
 namespace {
 
 using namespace TIRK_MCUC;
-using ::testing::AnyOf;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr const char* kFlagFile = "root/etc/init.d/flag_fpgaload";
 constexpr const char* kFpgaState = "root/sys/class/fpga/fpga_conf";
-constexpr const char* kEnvironment = "root/data/tirk/etc/sysconf/env";
 constexpr const char* kNeverLoads = "journal = on\nfpga_load_ms = -1\n";
 
-class OptionTest : public DaemonTest {
+struct OptionCase {
+  const char* name;
+  const char* option;
+  const char* levels;  // E: faults, I: information
+};
+
+class OptionTest : public DaemonTest, public ::testing::WithParamInterface<OptionCase> {
  protected:
-  explicit OptionTest(const std::string& option) : DaemonTest("", option) {}
-  // Provokes an Error line, and tells the levels that were written.
-  std::string levels() {
-    auto frame = client().datagram(kadctl::BusClient::request(kCodeRead, 0, 1, {}, {}), 1);
-    frame.back() ^= 0xFF;
-    EXPECT_TRUE(client().send(frame));
-    EXPECT_TRUE(client().receive(5000));
-    const std::string text = log();
-    return std::string(occurrences(text, "] Error:") > 0 ? "E" : "") + (occurrences(text, "] Info:") > 0 ? "I" : "");
-  }
+  OptionTest() : DaemonTest("", GetParam().option) {}
 };
 
-struct QuietTest : OptionTest {
-  QuietTest() : OptionTest("") {}
-};
-TEST_F(QuietTest, WithoutAnOptionOnlyFaultsAreLogged) {
-  EXPECT_EQ(levels(), "E");
+TEST_P(OptionTest, SelectsTheLevelsThatAreLogged) {
+  auto frame = client().datagram(kadctl::BusClient::request(kCodeRead, 0, 1, {}, {}), 1);
+  frame.back() ^= 0xFF;  // a fault
+  EXPECT_TRUE(client().send(frame));
+  EXPECT_TRUE(client().receive(5000));
+  const std::string text = log();
+  EXPECT_EQ(std::string(occurrences(text, "] Error:") > 0 ? "E" : "") + (occurrences(text, "] Info:") > 0 ? "I" : ""),
+            GetParam().levels);
 }
 
-struct InfoTest : OptionTest {
-  InfoTest() : OptionTest("-info") {}
-};
-TEST_F(InfoTest, InfoStopsShortOfItsName) {
-  EXPECT_EQ(levels(), "E");
-}
-
-struct DisabledTest : OptionTest {
-  DisabledTest() : OptionTest("-disable") {}
-};
-TEST_F(DisabledTest, DisableLogsNothing) {
-  EXPECT_EQ(levels(), "");
-}
-
-struct UnknownOptionTest : OptionTest {
-  UnknownOptionTest() : OptionTest("-Debug") {}
-};
-TEST_F(UnknownOptionTest, AnUnknownOptionLogsNothing) {
-  EXPECT_EQ(levels(), "");
-}
+// "-info" stops short of its name.
+INSTANTIATE_TEST_SUITE_P(Each, OptionTest,
+                         ::testing::Values(OptionCase{"None", "", "E"}, OptionCase{"Info", "-info", "E"},
+                                           OptionCase{"Debug", "-debug", "EI"}, OptionCase{"Disable", "-disable", ""},
+                                           OptionCase{"Unknown", "-Debug", ""}),
+                         [](const auto& test) { return test.param.name; });
 
 struct StartUpTest : DaemonTest {
   StartUpTest() : DaemonTest(kNeverLoads) {}

@@ -1,5 +1,7 @@
 #include "support/board_fixture.h"
 
+#include <cstdlib>
+#include <ctime>
 #include <sstream>
 #include <stdexcept>
 
@@ -49,6 +51,25 @@ std::vector<std::string> BoardTest::journalLines() {
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
+}
+
+std::vector<std::string> BoardTest::did(const std::string& prefix) {
+  auto lines = journalLines();
+  std::erase_if(lines, [&prefix](const std::string& line) { return !line.starts_with(prefix); });
+  return lines;
+}
+
+void BoardTest::setZone(const char* zone) {
+  ::setenv("TZ", zone, 1);
+  ::tzset();
+}
+
+void BoardTest::setClock(const std::string& text) {
+  tm local{};
+  if (::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &local) == nullptr) throw std::runtime_error(text);
+  local.tm_isdst = -1;
+  // A tenth of a second on, so that the time the test takes does not reach the next second.
+  vboard::board().clock.set(int64_t{::mktime(&local)} * 1'000'000 + 100'000);
 }
 
 IMD_proto3rd BoardTest::readRequest(uint32_t address, uint16_t length, uint32_t sender) {

@@ -4,21 +4,18 @@
 // run one test at a time (--gtest_filter).
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "proto/tshl_ctl.h"
 #include "stub/mcucmessagestruct.h"
+#include "support/bytes.h"
 #include "support/temporary_directory.h"
 #include "virtual/board.h"
 
 namespace testing_support {
-
-using ByteVector = std::vector<uint8_t>;
 
 class BoardTest : public ::testing::Test {
  protected:
@@ -35,9 +32,15 @@ class BoardTest : public ::testing::Test {
   static void fail(vboard::Op op, unsigned long count, int code = -1) { vboard::board().faults.set(op, count, code); }
   static std::string journal() { return vboard::board().journal.text(); }
   static std::vector<std::string> journalLines();
+  // Of those, the ones that begin with `prefix`.
+  static std::vector<std::string> did(const std::string& prefix);
   static void clearJournal() { vboard::board().journal.clear(); }
   std::string log() const { return logText(m_directory.path()); }
   size_t logged(const std::string& text) const { return occurrences(log(), text); }
+
+  static void setZone(const char* zone);
+  // The board's clock, "YYYY-MM-DD HH:MM:SS" in local time.
+  static void setClock(const std::string& text);
 
   // Requests to the dispatcher, as intake would hand them over; `sender` is the whole task identifier.
   static TIRK_MCUC::IMD_proto3rd readRequest(uint32_t address, uint16_t length, uint32_t sender = 0x010C0001);
@@ -45,12 +48,5 @@ class BoardTest : public ::testing::Test {
 
   TemporaryDirectory m_directory;
 };
-
-inline ByteVector bytes(std::initializer_list<int> values) {
-  return {values.begin(), values.end()};
-}
-inline ByteVector repeated(size_t count, uint8_t value) {
-  return ByteVector(count, value);
-}
 
 }  // namespace testing_support

@@ -75,19 +75,6 @@ BrightnessTest::BrightnessTest() {
   setClock("2026-03-04 12:00:00");  // a Wednesday
 }
 
-void BrightnessTest::setZone(const char* zone) {
-  ::setenv("TZ", zone, 1);
-  ::tzset();
-}
-
-void BrightnessTest::setClock(const std::string& text) {
-  tm local{};
-  if (::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &local) == nullptr) throw std::runtime_error(text);
-  local.tm_isdst = -1;
-  // A tenth of a second on, so that the time the test takes does not reach the next second.
-  vboard::board().clock.set(int64_t{::mktime(&local)} * 1'000'000 + 100'000);
-}
-
 std::string BrightnessTest::clock() {
   return vboard::Clock::text(vboard::board().clock.nowUs());
 }

@@ -61,9 +61,6 @@ class BrightnessTest : public StoreTest {
 
   BrightnessTest();  // UTC
 
-  static void setZone(const char* zone);
-  // The board's clock, "YYYY-MM-DD HH:MM:SS" in local time.
-  static void setClock(const std::string& text);
   static std::string clock();
   static time_t clockSeconds();
   static void moveClock(int64_t milliseconds);

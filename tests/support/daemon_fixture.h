@@ -2,7 +2,7 @@
 // KADREND_DAEMON in the environment names another build of the daemon, one with a sanitizer for example.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -15,18 +15,11 @@
 #include "kadctl/busclient.h"
 #include "kadctl/clienterror.h"
 #include "kadctl/monitorclient.h"
+#include "support/bytes.h"
 #include "support/temporary_directory.h"
+#include "support/waiting.h"
 
 namespace testing_support {
-
-using ByteVector = std::vector<uint8_t>;
-
-// "0a0b" -> {0x0A, 0x0B}, and back in lower case.
-ByteVector fromHex(const std::string& hex);
-std::string toHex(TIRK_MCUC::Bytes bytes);
-
-// Polls the condition until it holds; false after the time is up.
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
 
 // The words that start a program of this build: its path, behind the emulator's where the build is for another
 // processor. As a shell takes them, a blank at the end.

@@ -26,24 +26,6 @@ std::string reportText(const kadctl::Message& message) {
 
 }  // namespace
 
-ByteVector operator+(const ByteVector& left, const ByteVector& right) {
-  ByteVector sum = left;
-  sum.insert(sum.end(), right.begin(), right.end());
-  return sum;
-}
-
-ByteVector word(uint16_t value) {
-  return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)};
-}
-
-ByteVector dword(uint32_t value) {
-  return word(static_cast<uint16_t>(value)) + word(static_cast<uint16_t>(value >> 16));
-}
-
-uint16_t wordAt(const ByteVector& bytes, size_t offset) {
-  return readWord(&bytes.at(offset));
-}
-
 std::ostream& operator<<(std::ostream& out, const Answer& answer) {
   return out << "ack " << int{answer.ack} << " result " << answer.result << " data " << toHex(answer.data);
 }

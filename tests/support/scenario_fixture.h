@@ -11,14 +11,6 @@ namespace testing_support {
 constexpr const char* kLoadsAtOnce = "journal = on\nfpga_load_ms = 20\n";
 constexpr const char* kFpgaFlagFile = "root/etc/init.d/flag_fpgaload";
 
-inline ByteVector repeated(size_t count, uint8_t value) {
-  return ByteVector(count, value);
-}
-ByteVector operator+(const ByteVector& left, const ByteVector& right);
-ByteVector word(uint16_t value);   // little-endian
-ByteVector dword(uint32_t value);  // little-endian
-uint16_t wordAt(const ByteVector& bytes, size_t offset);
-
 // What a reply says about a request.
 struct Answer {
   uint8_t ack = 0xFF;

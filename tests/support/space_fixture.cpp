@@ -7,7 +7,7 @@
 #include "process/processkeys.h"
 #include "process/tprocess_ctl.h"
 #include "stub/stubutil.h"
-#include "support/daemon_fixture.h"
+#include "support/waiting.h"
 
 namespace testing_support {
 
@@ -67,13 +67,6 @@ std::vector<Applied> SpaceTest::applied() {
   return items;
 }
 
-std::vector<std::string> SpaceTest::did(const std::string& prefix) {
-  std::vector<std::string> lines;
-  for (const auto& line : journalLines())
-    if (line.starts_with(prefix)) lines.push_back(line);
-  return lines;
-}
-
 std::string SpaceTest::printed(const std::function<void()>& print) {
   ::testing::internal::CaptureStdout();
   print();
@@ -82,12 +75,6 @@ std::string SpaceTest::printed(const std::function<void()>& print) {
   for (std::string line; std::getline(text, line);)
     if (!line.starts_with("[")) kept += line + "\n";
   return kept;
-}
-
-ByteVector counting(size_t count, uint8_t first) {
-  ByteVector out(count);
-  for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(first + i);
-  return out;
 }
 
 }  // namespace testing_support

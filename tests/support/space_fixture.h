@@ -36,8 +36,6 @@ class SpaceTest : public ReportingTest {
   static Answer write(uint32_t address, const ByteVector& data) { return send(writeRequest(address, data)); }
   // Waits until the worker is idle: the items queued since the last call, in order.
   std::vector<Applied> applied();
-  // The journal's lines that begin with `prefix`.
-  static std::vector<std::string> did(const std::string& prefix);
   // What `print` writes to standard output, without the trace lines that the daemon's threads echo there meanwhile.
   static std::string printed(const std::function<void()>& print);
 
@@ -52,6 +50,5 @@ inline Answer done(const ByteVector& data = {}) {
 inline Answer refused(int result) {
   return {result, 4, {}};
 }
-ByteVector counting(size_t count, uint8_t first = 1);  // first, first + 1, ...
 
 }  // namespace testing_support

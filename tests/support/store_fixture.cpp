@@ -90,21 +90,4 @@ uint32_t countAddress(uint32_t port) {
   return port < 4 ? 0x500000 + 0x20 * port : port < 8 ? 0x501000 + 0x20 * (port - 4) : 0x502000 + 0x20 * (port - 8);
 }
 
-ByteVector littleEndian(std::initializer_list<uint16_t> words) {
-  ByteVector out;
-  for (const uint16_t word : words) {
-    out.push_back(static_cast<uint8_t>(word));
-    out.push_back(static_cast<uint8_t>(word >> 8));
-  }
-  return out;
-}
-
-ByteVector littleEndian32(std::initializer_list<uint32_t> words) {
-  ByteVector out;
-  for (const uint32_t word : words) {
-    for (const unsigned shift : {0U, 8U, 16U, 24U}) out.push_back(static_cast<uint8_t>(word >> shift));
-  }
-  return out;
-}
-
 }  // namespace testing_support

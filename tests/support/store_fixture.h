@@ -45,7 +45,4 @@ std::vector<std::string> saveOperations(bool tag);
 // Where the FPGA has port 0..9's card count.
 uint32_t countAddress(uint32_t port);
 
-ByteVector littleEndian(std::initializer_list<uint16_t> words);
-ByteVector littleEndian32(std::initializer_list<uint32_t> words);
-
 }  // namespace testing_support
