@@ -169,6 +169,9 @@ def edids():
     put("edid_fuzz", "host-dvi", bytes([8]) + edid())
     put("edid_fuzz", "short", bytes([2]) + edid()[:126] + b"\0")
     put("edid_fuzz", "checksum", bytes([4]) + edid()[:-1] + b"\1")
+    beyond = bytearray(edid())  # a pixel and a line at a clock that makes a rate beyond 32 bits
+    beyond[54:72] = bytes([0xC7, 0x10, 1, 0, 0, 1]) + bytes(12)
+    put("edid_fuzz", "beyond", bytes([0]) + beyond)
     for name, mode in [("1080p60", (1920, 1080, 6000)), ("2160p30", (3840, 2160, 3000)), ("5994", (1280, 720, 5994)),
                        ("odd", (1367, 769, 5000)), ("small", (8, 1, 100)), ("large", (65535, 65535, 65535)),
                        ("unset", (0, 0xFFFF, 0))]:
