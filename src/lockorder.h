@@ -10,7 +10,7 @@ enum class LockRank {
   request,     // StubUtil::m_stubMenux
   workQueue,   // the work queue's list
   process,     // Tprocess_ctl::m_mutex
-  store,       // Data_Global::m_mutex
+  store,       // Data_Global::m_mutex; under it nothing but the trace's
   brightness,  // the brightness class
   inputs,      // InputSource
   save,        // one save of the flash after the other
