@@ -1,4 +1,7 @@
 // The human-computer interaction space: what each offset takes and answers, and the payloads that it queues.
+#include <atomic>
+#include <thread>
+
 #include "process/tprocess_ctl.h"
 #include "support/store_fixture.h"
 #include "virtual/cards.h"
@@ -150,14 +153,21 @@ TEST_F(InteractionSpaceTest, TheBrightnessIsTheCardsInPercentOrTheLastKnown) {
 }
 
 TEST_F(InteractionSpaceTest, AQueuedPayloadKeepsItsValues) {
-  {
-    CMutexGuardT noHandler(Tprocess_ctl::getInstance()->m_mutex);
-    write(kHdrType, bytes({0x78}));
-    for (const uint8_t hlgClass : counting(3)) write(kHlgClass, bytes({hlgClass}));
-    write(kPicture, bytes({10, 20, 30, 0}));
-    write(kPicture, bytes({40, 60, 44, 1}));
-    EXPECT_EQ(journal(), "");
-  }
+  std::atomic<bool> inside{false};
+  std::atomic<bool> leave{false};
+  std::thread handler([&] {
+    CMutexGuardT busy(Tprocess_ctl::getInstance()->m_mutex);
+    inside = true;
+    while (!leave) std::this_thread::yield();
+  });
+  while (!inside) std::this_thread::yield();
+  write(kHdrType, bytes({0x78}));
+  for (const uint8_t hlgClass : counting(3)) write(kHlgClass, bytes({hlgClass}));
+  write(kPicture, bytes({10, 20, 30, 0}));
+  write(kPicture, bytes({40, 60, 44, 1}));
+  EXPECT_EQ(journal(), "");
+  leave = true;
+  handler.join();
   EXPECT_THAT(payloads(), ElementsAre("78040000000000000000", "78010000000000000000", "78020000000000000000",
                                       "78030000000000000000"));
   EXPECT_EQ(logged(" Contrast: 20 Saturation: 10 Hue: 30"), 1U);
