@@ -10,7 +10,7 @@
 #include "process/basicpublicfunc.h"
 #include "process/inputSource.h"
 #include "process/processframe.h"
-#include "proto/addr_hardwareprogrammablebrightnessadjust.h"
+#include "proto/brightnesscontrol.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
@@ -20,10 +20,10 @@ namespace TIRK_MCUC {
 
 namespace {
 
+constexpr uint32_t kCardMappingRegister = 0x01000088;
 constexpr uint32_t kPatternSpace = 0x12010000;
 // Below the role record the software table holds a screen configuration.
 constexpr uint32_t kRoleRecordRegister = flash::kRoleRecord.address + flash::kFromSoftwareSpace;
-constexpr uint32_t kCardMappingRegister = 0x01000088;
 constexpr uint8_t kMappingOn = 5;
 constexpr uint8_t kMappingOff = 0xFF;
 
@@ -110,7 +110,7 @@ int Tprocess::Sprocess_ReloadSendCardProgram(int length, uint8_t* data) {
 int Tprocess::Sprocess_doMappingForSender(int length, uint8_t* data) {
   return applyCommand({"Sprocess_doMappingForSender", "doMappingForSender"}, length, data, [](uint8_t command) {
     const uint8_t value = command == 1 || command == 5 ? kMappingOn : kMappingOff;
-    Addr_HardWareBrightnessAdjust::NewSendReceiveCardPara(kCardMappingRegister, kAllPorts, kAllCards, 1, &value);
+    BrightnessControl::NewSendReceiveCardPara(kCardMappingRegister, kAllPorts, kAllCards, 1, &value);
   });
 }
 
@@ -219,7 +219,7 @@ int Tprocess::Sprocess_DoDoEDIDSpace(int length, uint8_t* data) {
 int Tprocess::Sprocess_doAdjustBrightness(int length, uint8_t* data) {
   return applyRecord(
       {"Sprocess_doAdjustBrightness", "doAdjustBrightnessKey"}, length, data, [](const WriteRecord& record) {
-        Addr_HardWareBrightnessAdjust::SetBrightnessAdjustTable(record.address, record.length, record.data.data());
+        BrightnessControl::getInstance().SetBrightnessAdjustTable(record.address, record.length, record.data.data());
       });
 }
 

@@ -13,8 +13,6 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr HandlerWords kWords{"Sprocess_RVConfigFileSpace", "RVConfigFileSpaceKey"};
-constexpr const char* kNameList = "/data/tirk/etc/qxt/cabCfg/AllCabCfgFileName";
-constexpr int kPathGiven = 255;  // the driver takes the name as a path
 constexpr int kFileNumbers = 32;
 
 void traceTable(const RvFileHeadPara_t& table) {
@@ -29,7 +27,7 @@ void rebuildTable(const RvFileHeader& header) {
   RvFileHeadPara_t& table = WriteRvFilePara;
   auto* const driver = DriverUtil::getInstance();
   if (header.enable != table.WriteFileEn || header.count != table.WriteFileNum) {
-    driver->RemoveRvFile(kNameList, kPathGiven);
+    driver->RemoveRvFile(kRvNameList, kRvFileByName);
     driver->RemoveOtherRvFile(header.count, kFileNumbers);
   }
   TRACE_INFO("RVCfg En:" << header.enable << " Num:" << header.count);
@@ -78,7 +76,7 @@ void storeInNameList(const WriteRecord& piece) {
                 << hex << piece.address);
     return;
   }
-  DriverUtil::getInstance()->WriteRvFileToFalsh(kNameList, kPathGiven, piece.address - rvspace::kNames,
+  DriverUtil::getInstance()->WriteRvFileToFalsh(kRvNameList, kRvFileByName, piece.address - rvspace::kNames,
                                                 piece.data.data(), static_cast<uint32_t>(piece.data.size()));
 }
 

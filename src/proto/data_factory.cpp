@@ -12,6 +12,7 @@
 #include "pendingsave.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
+#include "proto/rvfiletable.h"
 #include "proto/sendparameter.h"
 
 namespace TIRK_MCUC {
@@ -32,8 +33,6 @@ constexpr const char* kCommands[] = {
     "cp /data/tirk/etc/sysconf/pmxpara_factory /data/tirk/etc/sysconf/pmxpara_factory_tmp",
     "rm -r /usr/pmx100/bin/wpr/bin/Configure/system.ini", "rm -r /root/.config/Tirkon/Gromel.ini"};
 
-constexpr const char* kRvFileList = "/data/tirk/etc/qxt/cabCfg/AllCabCfgFileName";
-constexpr int kNamedFile = 0xFF;    // removes the file of that name instead of a numbered one
 constexpr int kNumberedFiles = 32;  // 0..31
 
 // What resets all receiving cards, in order.
@@ -260,8 +259,8 @@ void FactoryReset::restoreKeptRecords(std::span<const SavePart> patches) {
 
 void FactoryReset::removeConfigurationFiles() {
   auto* driver = DriverUtil::getInstance();
-  if (driver->RemoveRvFile(kRvFileList, kNamedFile) != 0)
-    TRACE_ERROR("=== ReturnFactory ===Remove " << kRvFileList << " failed! ");
+  if (driver->RemoveRvFile(kRvNameList, kRvFileByName) != 0)
+    TRACE_ERROR("=== ReturnFactory ===Remove " << kRvNameList << " failed! ");
   driver->RemoveOtherRvFile(0, kNumberedFiles);
 }
 

@@ -11,7 +11,7 @@
 #include "mcucutil.h"
 #include "process/basicpublicfunc.h"
 #include "process/tprocess_ctl.h"
-#include "proto/addr_hardwareprogrammablebrightnessadjust.h"
+#include "proto/brightnesscontrol.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/sendparameter.h"
@@ -29,14 +29,6 @@ constexpr uint8_t k3DOff = 0x28;         // 3D byte that permits the low delay
 constexpr uint8_t kShortestTimeout = 2;  // seconds, of the serial link
 constexpr uint8_t kLongestTimeout = 119;
 
-// The screen record's bytes that follow the offsets.
-constexpr size_t kRecordKind = 0;
-constexpr size_t kRecordMark = 1;
-constexpr size_t kRecordOffsets = 2;
-constexpr uint8_t kRecordValid = 0x55;
-constexpr uint8_t kKindSmart = 1;
-constexpr uint8_t kKindOther = 3;
-
 constexpr std::array<uint8_t, 2> kSignNone{0x00, 0x00};
 constexpr std::array<uint8_t, 2> kSignPositive{0xFF, 0xFF};
 
@@ -52,9 +44,9 @@ struct Axis {
   const char* debugText;
 };
 constexpr Axis kAxes[] = {{sendpara::kOffsetX, sendpara::kSignX, sendpara::kQxtOffsetX, sendpara::kScreenWidthEven,
-                           sendpara::kScreenWidth, kRecordOffsets, 1, "Bypass mode tmp_x changed!!"},
+                           sendpara::kScreenWidth, screenpara::kOffsetX, 1, "Bypass mode tmp_x changed!!"},
                           {sendpara::kOffsetY, sendpara::kSignY, sendpara::kQxtOffsetY, sendpara::kScreenHeightDvi,
-                           sendpara::kScreenHeight, kRecordOffsets + 2, 2, "Bypass mode tmp_y changed!!"}};
+                           sendpara::kScreenHeight, screenpara::kOffsetY, 2, "Bypass mode tmp_y changed!!"}};
 
 void writeFpga(size_t address, Bytes data) {
   const auto start = static_cast<uint32_t>(address);
@@ -311,18 +303,19 @@ bool FeatureWrite::switchOffsetMode() {
 // Requires m_mutex.
 void FeatureWrite::updateRecordKind() {
   auto& record = m_store.ScreenParaReg;
-  record.setByte(kRecordKind, record.byte(kRecordMark) == kRecordValid ? kKindSmart : kKindOther);
+  const bool valid = record.byte(screenpara::kValid) == screenpara::kValidMark;
+  record.setByte(screenpara::kKind, valid ? screenpara::kCalculated : screenpara::kNotCalculated);
 }
 
 void FeatureWrite::followSerialControl() {
-  using Brightness = Addr_HardWareBrightnessAdjust;
+  auto& brightness = BrightnessControl::getInstance();
   if (startsAt(sendpara::kOptToNet)) Tprocess_ctl::getInstance()->OptToNetEnableOnce = true;
   const uint8_t timeout = m_mirror.byte(sendpara::kSerialTimeout);
-  if (timeout >= kShortestTimeout && timeout <= kLongestTimeout && timeout != Brightness::UartDiscOvertime) {
-    Brightness::UartDiscOvertime = timeout;
-    Brightness::SaveBrightnessPara();
+  if (timeout >= kShortestTimeout && timeout <= kLongestTimeout && timeout != brightness.UartDiscOvertime) {
+    brightness.UartDiscOvertime = timeout;
+    brightness.SaveBrightnessPara();
   }
-  if (isByte(sendpara::kSerialTimeout)) Brightness::DevComLinkState = 1;
+  if (isByte(sendpara::kSerialTimeout)) brightness.DevComLinkState = 1;
 }
 
 // A field that the write does not carry stays as the clock has it.

@@ -39,6 +39,10 @@ constexpr uint32_t flashAddress(uint32_t address) {
 bool pieceFits(uint32_t address, size_t length);
 }  // namespace rvspace
 
+// The list of cabinet configuration file names, as the driver's file operations take it: by its name, not by a number.
+constexpr const char* kRvNameList = "/data/tirk/etc/qxt/cabCfg/AllCabCfgFileName";
+constexpr int kRvFileByName = 255;
+
 constexpr size_t kRvFiles = 16;
 constexpr uint8_t kRvNoFile = 0xFF;  // file number of the end mark
 

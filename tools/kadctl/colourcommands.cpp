@@ -17,9 +17,7 @@ namespace {
 
 using namespace TIRK_MCUC;
 
-constexpr uint32_t kGammaChannels[] = {0x0E000000, 0x0E100000, 0x0E200000};  // red, green, blue
 constexpr const char* kChannelNames[] = {"red", "green", "blue"};
-constexpr uint32_t kTenBitOffset = 0x2000;
 constexpr size_t kTableBytes = 8192;
 constexpr size_t kTableEntries = 4096;
 constexpr uint16_t kPiece = 1024;
@@ -27,6 +25,11 @@ constexpr uint32_t kInteraction = 0x02200000;
 constexpr uint32_t kPatternSpace = 0x12010000;
 constexpr int kPlotWidth = 64;
 constexpr int kPlotHeight = 12;
+
+// Of red, green, blue: where the table of that depth begins.
+uint32_t gammaTable(size_t channel, int depth) {
+  return kGammaRanges[channel + (depth == 10 ? 3 : 0)].first;
+}
 
 std::vector<uint16_t> readCurve(BusClient& bus, uint32_t base) {
   std::vector<uint16_t> curve;
@@ -45,7 +48,7 @@ std::string plot(const std::vector<uint16_t>& curve) {
 
 void showCurves(Session& session) {
   std::array<std::vector<uint16_t>, 3> curves;
-  for (size_t i = 0; i < 3; ++i) curves[i] = readCurve(session.bus(), kGammaChannels[i]);
+  for (size_t i = 0; i < 3; ++i) curves[i] = readCurve(session.bus(), gammaTable(i, 12));
   if (session.json) {
     nlohmann::json out;
     for (size_t i = 0; i < 3; ++i) out[kChannelNames[i]] = curves[i];
@@ -78,7 +81,7 @@ void loadGamma(Session& session, const std::vector<std::string>& files, int dept
   for (const std::string& name : files) tables.push_back(readLevels(name));
   for (size_t channel = 0; channel < 3; ++channel) {
     const auto& table = tables[files.size() == 1 ? 0 : channel];
-    const uint32_t base = kGammaChannels[channel] + (depth == 10 ? kTenBitOffset : 0);
+    const uint32_t base = gammaTable(channel, depth);
     for (size_t at = 0; at < kTableBytes; at += kPiece) {
       session.bus().write(base + static_cast<uint32_t>(at), Bytes(table).subspan(at, kPiece));
     }
@@ -145,7 +148,7 @@ void showHdr(Session& session) {
                                 {"saturation", readWord(&picture[0])},
                                 {"contrast", readWord(&picture[2])},
                                 {"hue", readWord(&picture[4])},
-                                {"curve", readCurve(session.bus(), kGammaChannels[0])}}
+                                {"curve", readCurve(session.bus(), gammaTable(0, 12))}}
               << "\n";
     return;
   }
@@ -153,7 +156,7 @@ void showHdr(Session& session) {
             << int{head[3]} << " lux\nlow grey    " << int{low} << "\nHLG class   " << int{hlgClass} << "\nsaturation  "
             << readWord(&picture[0]) << ", contrast " << readWord(&picture[2]) << ", hue " << readWord(&picture[4])
             << "\n\n"
-            << plot(readCurve(session.bus(), kGammaChannels[0]));
+            << plot(readCurve(session.bus(), gammaTable(0, 12)));
 }
 
 void addHdr(CLI::App& app, Session& session) {
