@@ -43,7 +43,8 @@ ChildProcess startProgram(const std::string& program, const std::string& argumen
 // The daemon on `board`.
 ChildProcess startDaemon(const std::string& board);
 
-// Runs `body` in a child process and returns what it returns there. Throws when the child fails.
+// Runs `body` in a child process whose standard output goes nowhere, and returns what it returns there. Throws when the
+// child fails.
 std::vector<double> inChild(const std::function<std::vector<double>()>& body);
 
 long residentKb(pid_t pid);         // kB

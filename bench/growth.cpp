@@ -1,6 +1,7 @@
 // What round trips and memory become as data, queues, clients and walls grow.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -75,7 +76,8 @@ std::vector<double> layOut(const std::string& directory, const Wall& wall) {
   if (board_open() != 0 || !DriverUtil::getInstance()->initialize()) throw std::runtime_error("no board");
   Data_Global& store = *Data_Global::getInstance();
   store.setCardSize({64, 64});
-  const MosaicRequest request{.rows = wall.rows, .columns = wall.columns, .cards = 512};
+  const int cardsOfAPort = std::min(512, wall.rows * wall.columns);
+  const MosaicRequest request{.rows = wall.rows, .columns = wall.columns, .cards = static_cast<uint16_t>(cardsOfAPort)};
   std::vector<double> times;
   for (int i = 0; i < kRounds; ++i) {
     const auto start = Clock::now();

@@ -80,4 +80,4 @@ def main(daemon, load):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    main(*map(os.path.abspath, sys.argv[1:]))

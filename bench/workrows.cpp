@@ -1,9 +1,7 @@
 // What runs in a process of its own, on a board of its own: saves and trace lines.
-#include <fcntl.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
@@ -96,10 +94,6 @@ void saves(int rounds, Rows& rows) {
   rows.insert(rows.end(), {row, same, programmed});
 }
 
-void outputNowhere() {
-  ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
-}
-
 double thousandLinesASecond(const std::function<void(uint32_t)>& writeLine) {
   const double elapsed = timed([&] {
     for (uint32_t i = 0; i < kLines; ++i) writeLine(i);
@@ -108,7 +102,6 @@ double thousandLinesASecond(const std::function<void(uint32_t)>& writeLine) {
 }
 
 double ownTrace(const std::string& directory) {
-  outputNowhere();
   openBoard(directory);
   g_logLevel = 3;
   TRACE_INFO("the first line opens the file");
@@ -118,7 +111,6 @@ double ownTrace(const std::string& directory) {
 }
 
 double spdlogTrace(const std::string& directory) {
-  outputNowhere();
   const auto file = std::make_shared<spdlog::sinks::basic_file_sink_mt>(directory + "/lines.log", true);
   const auto console = std::make_shared<spdlog::sinks::stdout_sink_mt>();
   spdlog::logger log("bench", {file, console});
