@@ -19,12 +19,6 @@ struct Moment {
   uint8_t hour, minute;  // BCD
 };
 
-Schedule scheduleOf(std::initializer_list<Moment> starts) {
-  Schedule schedule;
-  for (const Moment& start : starts) schedule.nodes.push_back({start.hour, start.minute, 15, 0, 0, 0, 0, 0});
-  return schedule;
-}
-
 struct Start {
   uint8_t hour;
   bool enabled = true;
