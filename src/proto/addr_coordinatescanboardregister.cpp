@@ -24,6 +24,14 @@ constexpr QueueTexts kQueueTexts{
     "=== WriteToPosNetPort ===invalid data",
     "============================ Finish add PositionNetPortKey message to list==========================="};
 
+uint32_t offsetOf(uint32_t address) {
+  return address & 0xFFFFF;
+}
+
+bool measuresTheBus(uint32_t address) {
+  return offsetOf(address) == kWriteTestOffset || offsetOf(address) == kReadTestOffset;
+}
+
 int speedTest(uint32_t offset, size_t length, const MirrorRefresh& mirror) {
   if (offset == kReadTestOffset) return measureTransferSpeed(TransferDirection::Read, length);
   if (offset != kWriteTestOffset) return kDone;
@@ -57,7 +65,8 @@ int readPositions(uint32_t offset, MutableBytes out) {
 const SpaceTraits Addr_CoordinateScanBoardRegister::kTraits{.className = "Addr_CoordinateScanBoardRegister",
                                                             .baseRegisterAddr = 0x03000000,
                                                             .keyMask = 0xFFFF0000,
-                                                            .docs = kDocs};
+                                                            .docs = kDocs,
+                                                            .pauses = measuresTheBus};
 Fshl_cmd Addr_CoordinateScanBoardRegister::cmd_tblOffset[] = {
     registerEntry(0x03000000, "pos port", "Position of Net Port", {0, 65537}, DoPosNetPort), {}};
 
@@ -67,14 +76,14 @@ int Addr_CoordinateScanBoardRegister::DoPosNetPort(IMD_proto3rd* request, Fshl_c
 
 int Addr_CoordinateScanBoardRegister::ReadFromPosNetPort(IMD_proto3rd* request) {
   TRACE_INFO("========================== Begin Read PosNetPort ===========================");
-  const uint32_t offset = request->proto.m_uiRegisterUnitAddress & 0xFFFFF;
+  const uint32_t offset = offsetOf(request->proto.m_uiRegisterUnitAddress);
   const uint32_t length = request->proto.m_usValidDataLength;
   if (offset + length > kPositionTableSize) {
     TRACE_ERROR("=== ReadFromPosNetPort ===Invalid addr+len, return! address = "
                 << hex << request->proto.m_uiRegisterUnitAddress << "len = " << length);
     return kOutsideSpace;
   }
-  if ((offset == kWriteTestOffset || offset == kReadTestOffset) && length > kTransferSpeedScratch) {
+  if (measuresTheBus(offset) && length > kTransferSpeedScratch) {
     TRACE_ERROR("=== ReadFromPosNetPort ===transfer test of more than 16384 bytes, len = " << length);
     return kBadLength;
   }

@@ -46,7 +46,7 @@ const SpaceTraits Addr_IntelligentBrightnessRegister::kTraits{.className = "Addr
                                                               .baseRegisterAddr = kBase,
                                                               .keyMask = 0xFFFF0000,
                                                               .docs = kDocs,
-                                                              .pauses = true};
+                                                              .pauses = [](uint32_t) { return true; }};
 
 Fshl_cmd Addr_IntelligentBrightnessRegister::cmd_tblOffset[] = {{kBase,
                                                                  "intelligent brightness",

@@ -38,7 +38,8 @@ struct SpaceTraits {
   bool logsKeyAndMap = false;              // writes "RegisterAddr = ", " map size = " before the lookup
   bool listsMap = false;                   // writes the map's size and entries before the lookup
   std::span<const RegisterDoc> docs = {};  // one a sub-table entry, in its order; the last stands for those that follow
-  bool pauses = false;                     // an answer may take longer than a few accesses to the board
+  // Whether an answer at the address may take longer than a few accesses to the board; null: never.
+  bool (*pauses)(uint32_t address) = nullptr;
 };
 
 // The lines of one queued write.

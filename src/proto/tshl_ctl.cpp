@@ -103,7 +103,9 @@ uint32_t Tshl_ctl::spaceMask(uint32_t address) {
 
 bool Tshl_ctl::pauses(uint32_t address) const {
   const auto found = m_mapProtoShl.find(address & spaceMask(address));
-  return found != m_mapProtoShl.end() && m_spaces[found->second.NO]->traits().pauses;
+  if (found == m_mapProtoShl.end()) return false;
+  const auto pauses = m_spaces[found->second.NO]->traits().pauses;
+  return pauses != nullptr && pauses(address);
 }
 
 int Tshl_ctl::Ssh_StartSendCard(IMD_proto3rd* request) {

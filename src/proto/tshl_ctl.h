@@ -74,7 +74,7 @@ class Tshl_ctl {
   const RegisterSpace* space(size_t index) const { return m_spaces.at(index); }  // of a table entry
   // What of an address selects its space: the top byte for spaces that own all of it, else the top 16 bits.
   static uint32_t spaceMask(uint32_t address);
-  bool pauses(uint32_t address) const;  // whether the address's space may pause before it answers
+  bool pauses(uint32_t address) const;  // whether the address's space may pause before it answers there
 
   // Dispatch by device type 0, 1, 2, 3, 4. Read data and ack go into the request.
   int Ssh_StartSendCard(IMD_proto3rd* request);
