@@ -67,18 +67,32 @@ Saves& saves() {
   return instance.get();
 }
 
+// CRC-32 of IEEE 802.3, eight bytes at a time: table k holds the remainders of a byte with k zero bytes behind it.
+constexpr size_t kCrcStep = 8;
+constexpr auto kCrcTables = [] {
+  std::array<std::array<uint32_t, 256>, kCrcStep> tables{};
+  for (uint32_t i = 0; i < 256; ++i) {
+    uint32_t value = i;
+    for (int bit = 0; bit < 8; ++bit) value = (value & 1) != 0 ? 0xEDB88320U ^ value >> 1 : value >> 1;
+    tables[0][i] = value;
+  }
+  for (size_t k = 1; k < kCrcStep; ++k) {
+    for (size_t i = 0; i < 256; ++i) tables[k][i] = tables[k - 1][i] >> 8 ^ tables[0][tables[k - 1][i] & 0xFF];
+  }
+  return tables;
+}();
+
 uint32_t crc32(Bytes bytes) {
-  static constexpr auto kTable = [] {
-    std::array<uint32_t, 256> table{};
-    for (uint32_t i = 0; i < table.size(); ++i) {
-      uint32_t value = i;
-      for (int bit = 0; bit < 8; ++bit) value = (value & 1) != 0 ? 0xEDB88320U ^ value >> 1 : value >> 1;
-      table[i] = value;
-    }
-    return table;
-  }();
   uint32_t crc = ~0U;
-  for (const uint8_t byte : bytes) crc = kTable[(crc ^ byte) & 0xFF] ^ crc >> 8;
+  for (; bytes.size() >= kCrcStep; bytes = bytes.subspan(kCrcStep)) {
+    const uint32_t low = crc ^ readDword(&bytes[0]);
+    const uint32_t high = readDword(&bytes[4]);
+    crc = 0;
+    for (size_t k = 0; k < 4; ++k) {
+      crc ^= kCrcTables[7 - k][low >> (8 * k) & 0xFF] ^ kCrcTables[3 - k][high >> (8 * k) & 0xFF];
+    }
+  }
+  for (const uint8_t byte : bytes) crc = kCrcTables[0][(crc ^ byte) & 0xFF] ^ crc >> 8;
   return ~crc;
 }
 
