@@ -19,12 +19,12 @@
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "proto/flashmap.h"
+#include "uniquefd.h"
 
 namespace TIRK_MCUC {
 
 namespace {
 
-constexpr std::string_view kRvDirectory = "/data/tirk/etc/qxt/cabCfg/";
 constexpr std::string_view kRvParent = "/data/tirk/etc/qxt";
 constexpr const char* kRvName = "cabCfg";
 constexpr int kLastFileNumber = 31;  // above it, a file is named by its path

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "mcucmutex.h"
 
@@ -20,6 +21,9 @@ enum CardType { RecvCard = 1, MultiCard = 2, Distribute = 3, Launcher3D = 4 };
 constexpr uint8_t kAllPorts = 255;
 constexpr uint16_t kAllCards = 0xFFFF;
 constexpr int kPortNotLinked = -2;  // ReadCardPara on a port without link
+
+// Where the configuration files of receiving cards are.
+constexpr std::string_view kRvDirectory = "/data/tirk/etc/qxt/cabCfg/";
 
 class DriverUtil {
  public:
@@ -62,7 +66,7 @@ class DriverUtil {
   int SendCardPara(uint32_t RegStartAddr, uint8_t PortAddr, uint16_t BoardAddr, uint16_t Num, const uint8_t* ParaPtr,
                    int DevType);
 
-  // --- Configuration files of receiving cards, in "/data/tirk/etc/qxt/cabCfg/".
+  // --- Configuration files of receiving cards, in kRvDirectory.
   // The path is `file_name` (in that directory, or a bare name of it) when one is given and the number is above 31,
   // else "RvCfgFile_%d.rcfgx". Regular files alone are written and removed; a path elsewhere is refused with an Error
   // line.

@@ -15,6 +15,7 @@
 
 #include "boardhost.h"
 #include "mcuctrace.h"
+#include "mcucutil.h"
 
 namespace TIRK_MCUC {
 

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "mcucmutex.h"
-#include "mcucutil.h"
+#include "uniquefd.h"
 
 namespace TIRK_MCUC {
 

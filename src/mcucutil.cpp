@@ -13,6 +13,7 @@
 
 #include "boardhost.h"
 #include "mcuctrace.h"
+#include "uniquefd.h"
 
 namespace TIRK_MCUC {
 
@@ -70,11 +71,6 @@ int runShell(const std::string& command) {
 std::string boardPath(const std::string& devicePath) {
   char path[PATH_MAX];
   return board_path(devicePath.c_str(), path, sizeof path) == 0 ? path : "";
-}
-
-void UniqueFd::close() {
-  if (m_fd >= 0) ::close(m_fd);
-  m_fd = -1;
 }
 
 std::string commandName(const char* fallback) {

@@ -38,28 +38,6 @@ std::string get_process_name();
 void set_home_env(const char* name);
 const char* get_home_env();
 
-// Owns a file descriptor; negative: none.
-class UniqueFd {
- public:
-  explicit UniqueFd(int fd = -1) : m_fd(fd) {}
-  ~UniqueFd() { close(); }
-  UniqueFd(UniqueFd&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
-    if (this != &other) {
-      close();
-      m_fd = std::exchange(other.m_fd, -1);
-    }
-    return *this;
-  }
-  int get() const { return m_fd; }
-  explicit operator bool() const { return m_fd >= 0; }
-
- private:
-  void close();
-
-  int m_fd;
-};
-
 // Holds a T that is made on first use and never destroyed, so that detached threads may use it until the process ends.
 //   static NoDestroy<Thing> thing;   // function-local
 //   return thing.get();

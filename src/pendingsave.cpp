@@ -18,6 +18,7 @@
 #include "boardhost.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
+#include "uniquefd.h"
 
 namespace TIRK_MCUC {
 

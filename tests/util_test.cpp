@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "support/board_fixture.h"
+#include "uniquefd.h"
 
 namespace {
 

@@ -20,7 +20,6 @@ namespace TIRK_MCUC {
 
 namespace {
 
-constexpr uint32_t kCardMappingRegister = 0x01000088;
 constexpr uint32_t kPatternSpace = 0x12010000;
 // Below the role record the software table holds a screen configuration.
 constexpr uint32_t kRoleRecordRegister = flash::kRoleRecord.address + flash::kFromSoftwareSpace;

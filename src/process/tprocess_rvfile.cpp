@@ -5,8 +5,8 @@
 #include "driverutil.h"
 #include "process/processframe.h"
 #include "process/tprocess.h"
-#include "proto/addr_rvconfigfilespace.h"
 #include "proto/data_common.h"
+#include "proto/rvfiletable.h"
 
 namespace TIRK_MCUC {
 

@@ -3,6 +3,7 @@
 #include "driverutil.h"
 #include "envstore.h"
 #include "mcuctrace.h"
+#include "proto/cardregisters.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/interactionpayloads.h"
@@ -12,7 +13,6 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr uint32_t kBase = 0x02200000;
-constexpr uint32_t kCardBrightnessRegister = 0x02000001;
 constexpr size_t kWriteLimit = 512;  // offset plus length stays below
 
 // Offsets of the space.
@@ -84,7 +84,7 @@ void readPicture(const InteractionParameters& p, MutableBytes out) {
 // The receiving cards' brightness in percent; the last one known when they cannot be asked.
 uint8_t cardBrightnessPercent() {
   uint8_t raw = 0;
-  if (DriverUtil::getInstance()->ReadCardPara(kCardBrightnessRegister, 0, 1, &raw, RecvCard) != 0) {
+  if (DriverUtil::getInstance()->ReadCardPara(kCardGlobalBrightness, 0, 1, &raw, RecvCard) != 0) {
     return static_cast<uint8_t>(ParaTable[PbufBrightness].load());
   }
   const auto percent = static_cast<uint8_t>(raw * 100 / 255);

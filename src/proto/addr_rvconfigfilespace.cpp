@@ -5,8 +5,6 @@
 
 namespace TIRK_MCUC {
 
-RvFileHeadPara_t WriteRvFilePara;
-
 namespace {
 
 constexpr RegisterDoc kDocs[] = {{"bytes of the flash copy of files (below 0x0F800000) or of the device names",

@@ -8,9 +8,6 @@
 
 namespace TIRK_MCUC {
 
-// The table of the last header; worker only. Empty until the host writes a header.
-extern RvFileHeadPara_t WriteRvFilePara;
-
 class Addr_RVConfigFileSpace : public RegisterSpaceOf<Addr_RVConfigFileSpace> {
  public:
   static const SpaceTraits kTraits;

@@ -14,13 +14,10 @@
 #include "mcucmutex.h"
 #include "proto/brightnessalarm.h"
 #include "proto/brightnessplan.h"
-#include "proto/tshl_ctl.h"
+#include "proto/cardregisters.h"
+#include "proto/registertypes.h"
 
 namespace TIRK_MCUC {
-
-// Receiving-card registers.
-constexpr uint32_t kCardGlobalBrightness = 0x02000001;  // 0..255
-constexpr uint32_t kCardScreenBlack = 0x02000100;       // 0xFF black, 0 normal
 
 class BrightnessControl {
  public:

@@ -11,7 +11,6 @@ namespace TIRK_MCUC {
 
 namespace {
 
-constexpr uint32_t kCardSensorRegister = 0x06000000;
 constexpr uint8_t kSensorPorts = 10;
 constexpr uint8_t kSensorsPerCard = 6;
 constexpr uint16_t kSensorValid = 0x8000;

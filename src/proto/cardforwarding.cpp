@@ -7,6 +7,7 @@
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "pendingsave.h"
+#include "proto/cardregisters.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
@@ -57,8 +58,6 @@ constexpr CardKind kLauncher{Launcher3D,
                              "=== Ssh_Start3DLauncher ===Read 3DLauncher failed, return  "};
 
 // Registers of cards that are more than forwarded.
-constexpr uint32_t kCardBrightnessRegister = 0x02000001;
-constexpr uint32_t kCardMappingRegister = 0x01000088;
 constexpr uint32_t kCorrectionRegisters = 0x07000000;  // its top byte
 constexpr uint32_t kLauncherRegister1 = 0x02000001;
 constexpr uint32_t kLauncherRegister2 = 0x02000002;
@@ -154,14 +153,14 @@ void storeInFlash(const flash::Area& area, Bytes data, const char* failure) {
 }
 
 void writeReceivingCard(IMD_proto3rd& request, Bytes data) {
-  if (request.proto.m_uiRegisterUnitAddress == kCardBrightnessRegister && data.size() == 1) {
+  if (request.proto.m_uiRegisterUnitAddress == kCardGlobalBrightness && data.size() == 1) {
     storeInFlash(flash::kCardBrightness, data, "Write BrightnessInfo to flash failed. ret = ");
     request.SyncWrite = 1;
   }
   auto* const store = Data_Global::getInstance();
   const bool reports = !isScreenManagementDaemon(request.ipcHeader.uiid);
   writeCard(kRecvCard, request, data, [=](uint32_t address, Bytes chunk) {
-    if (reports && (address == kCardBrightnessRegister || (address == kCardMappingRegister && chunk.size() == 1)))
+    if (reports && (address == kCardGlobalBrightness || (address == kCardMappingRegister && chunk.size() == 1)))
       store->SendDatetoQXT(address, chunk.data(), 1);
     if ((address & 0xFF000000) != kCorrectionRegisters) {
       Sleep(10);

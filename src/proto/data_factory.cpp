@@ -10,6 +10,7 @@
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "pendingsave.h"
+#include "proto/cardregisters.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/rvfiletable.h"
@@ -41,7 +42,7 @@ struct CardWrite {
   uint8_t value;
 };
 constexpr CardWrite kCardReset[] = {
-    {0x02000001, 0x99}, {0x02000102, 0}, {0x02000101, 1}, {0x02000101, 0}, {0x02000100, 0}};
+    {kCardGlobalBrightness, 0x99}, {0x02000102, 0}, {0x02000101, 1}, {0x02000101, 0}, {kCardScreenBlack, 0}};
 
 // The screen of the image: one card, and the shortcut record that goes with it.
 constexpr std::array<uint8_t, 4> kOneCardForWpr{0x00, 0x01, 0x01, 0x01};

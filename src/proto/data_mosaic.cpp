@@ -5,6 +5,7 @@
 
 #include "driverutil.h"
 #include "mcuctrace.h"
+#include "proto/cardregisters.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
@@ -15,7 +16,6 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr uint16_t kDefaultSide = 128;  // pixels, of a screen whose size is not known
-constexpr uint32_t kCardSizeRegister = 0x02000017;
 
 using Roles = std::array<uint8_t, sendpara::kOutputPorts>;
 

@@ -3,13 +3,11 @@
 
 #include <cstdint>
 
+#include "proto/addressarea.h"
+
 namespace TIRK_MCUC::flash {
 
-struct Area {
-  uint32_t address;
-  uint32_t length;
-  const char* contents;
-};
+using Area = AddressArea;
 
 constexpr Area kBasicHardware{0x001000, 256, "basic hardware block (BasicHardWareReg)"};
 constexpr Area kSerialNumber{0x001016, 8, "device serial number"};

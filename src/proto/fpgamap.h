@@ -4,13 +4,11 @@
 
 #include <cstdint>
 
+#include "proto/addressarea.h"
+
 namespace TIRK_MCUC::fpga {
 
-struct Area {
-  uint32_t address;
-  uint32_t length;
-  const char* contents;
-};
+using Area = AddressArea;
 
 constexpr Area kFeatureBlock{0x000, 0x1F0, "feature block, byte for byte the first 496 bytes of SendParameterReg"};
 constexpr Area kPortsAndRoles{0x018, 430, "roles, sizes and port blocks, as a calculation writes them"};

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "proto/registerspace.h"
+#include "proto/tshl_ctl.h"
 
 namespace TIRK_MCUC {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "proto/tshl_ctl.h"
+#include "proto/registertypes.h"
 
 namespace TIRK_MCUC {
 

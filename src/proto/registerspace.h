@@ -20,7 +20,7 @@
 
 #include "mcucutil.h"
 #include "process/processkeys.h"
-#include "proto/tshl_ctl.h"
+#include "proto/registertypes.h"
 
 namespace TIRK_MCUC {
 

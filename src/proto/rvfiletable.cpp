@@ -25,6 +25,8 @@ uint32_t areaEnd(uint32_t address) {
 
 }  // namespace
 
+RvFileHeadPara_t WriteRvFilePara;
+
 bool rvspace::pieceFits(uint32_t address, size_t length) {
   return uint64_t{address} + length <= areaEnd(address);
 }

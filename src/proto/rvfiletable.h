@@ -74,4 +74,7 @@ struct RvFileHeadPara_t {
   unsigned find(uint32_t address) const;
 };
 
+// The table of the last header; worker only. Empty until the host writes a header.
+extern RvFileHeadPara_t WriteRvFilePara;
+
 }  // namespace TIRK_MCUC

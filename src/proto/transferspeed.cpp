@@ -9,7 +9,7 @@
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "proto/fpgamap.h"
-#include "proto/tshl_ctl.h"
+#include "proto/registertypes.h"
 
 namespace TIRK_MCUC {
 

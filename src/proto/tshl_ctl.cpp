@@ -28,21 +28,6 @@
 
 namespace TIRK_MCUC {
 
-int Ssh_checkFun(Fcheck_func* check, IMD_proto3rd* request) {
-  const int32_t length = request->proto.m_usValidDataLength;
-  if (length < check->cmdLen.cmdLenMin || length > check->cmdLen.cmdLenMax) {
-    TRACE_ERROR("=== Ssh_checkFun ===Check Func: Unsupportd register max/min length.");
-    return kBadLength;
-  }
-  const uint8_t code = request->proto.m_ucCode;
-  const int32_t needed = code == kCodeRead ? kReadable : code == kCodeWrite ? kWritable : 0;
-  if (needed == 0 || (check->cmdType & needed) == 0) {
-    TRACE_ERROR("=== Ssh_checkFun ===Check Func: Unsupportd register type.");
-    return kAccessDenied;
-  }
-  return kDone;
-}
-
 Tshl_ctl* Tshl_ctl::getInstance() {
   static NoDestroy<Tshl_ctl> instance;
   return &instance.get();

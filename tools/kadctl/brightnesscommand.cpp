@@ -24,7 +24,6 @@ namespace {
 using namespace TIRK_MCUC;
 
 constexpr uint32_t kBrightnessSpace = 0x0A000000;
-constexpr uint32_t kSensorQuery = 0x06000000;
 constexpr uint16_t kPiece = 512;
 constexpr uint8_t kCardPorts = 16;
 constexpr unsigned kDayMinutes = 24 * 60;
@@ -79,8 +78,9 @@ std::optional<uint16_t> readLux(BusClient& bus, const SensorRecord& sensor) {
       return luxOf(raw.at(1), raw.at(0));
     }
     const Target card{MultiCard, sensor.PortAddr, sensor.BoardAddr};
-    bus.write(kSensorQuery, std::vector<uint8_t>{sensor.SensorAddr, 0, 0, 0, 0x55, 0xAA, 1, 2, 0x80, 0xFF, 0x81}, card);
-    const auto answer = bus.read(kSensorQuery, 5, card);
+    bus.write(kCardSensorRegister, std::vector<uint8_t>{sensor.SensorAddr, 0, 0, 0, 0x55, 0xAA, 1, 2, 0x80, 0xFF, 0x81},
+              card);
+    const auto answer = bus.read(kCardSensorRegister, 5, card);
     if (answer.at(0) != 1 || answer.at(1) != 2) return std::nullopt;
     return luxOf(answer.at(2), answer.at(3));
   } catch (const ClientError&) {

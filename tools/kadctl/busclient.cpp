@@ -31,7 +31,7 @@ std::string taskName(uint32_t task) {
 }
 
 // The daemon's card position, from the name of its socket; empty when no daemon has ever run there.
-std::optional<uint8_t> findCardPosition(const Descriptor& directory) {
+std::optional<uint8_t> findCardPosition(const UniqueFd& directory) {
   const int fd = ::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(fd < 0 ? nullptr : ::fdopendir(fd), ::closedir);
   if (!entries) return std::nullopt;
@@ -70,7 +70,7 @@ BusClient::~BusClient() {
 }
 
 bool BusClient::taken(const std::string& boardDirectory, uint32_t task) {
-  const Descriptor directory = openDirectory(boardDirectory + "/bus");
+  const UniqueFd directory = openDirectory(boardDirectory + "/bus");
   const uint32_t card = findCardPosition(directory).value_or(0);
   try {
     connectBelow(directory, taskName(card << 24 | task), SOCK_DGRAM);
@@ -126,7 +126,7 @@ bool BusClient::send(Bytes bytes) {
     }
     const ssize_t sent = ::send(m_sender.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent == static_cast<ssize_t>(bytes.size())) return true;
-    m_sender = Descriptor();
+    m_sender = UniqueFd();
   }
   return false;
 }

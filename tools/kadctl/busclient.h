@@ -56,9 +56,9 @@ class BusClient {
   ssize_t receiveRaw(TIRK_MCUC::MutableBytes buffer);  // the next message as it came, its length; waits for it
 
  private:
-  Descriptor m_directory;
-  Descriptor m_socket;
-  Descriptor m_sender;  // connected to the daemon
+  TIRK_MCUC::UniqueFd m_directory;
+  TIRK_MCUC::UniqueFd m_socket;
+  TIRK_MCUC::UniqueFd m_sender;  // connected to the daemon
   std::string m_name;
   uint8_t m_cardPosition = 0;
   uint32_t m_task = 0;

@@ -19,7 +19,7 @@ class MonitorClient {
  private:
   std::string readLine();
 
-  Descriptor m_socket;
+  TIRK_MCUC::UniqueFd m_socket;
   std::string m_pending;  // received, not yet taken
 };
 

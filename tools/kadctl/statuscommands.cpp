@@ -10,6 +10,7 @@
 #include "kadctl/session.h"
 #include "kadctl/text.h"
 #include "kadctl/wallscene.h"
+#include "proto/cardregisters.h"
 #include "proto/data_common.h"
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
@@ -24,7 +25,6 @@ using namespace TIRK_MCUC;
 constexpr uint32_t kScreenStatus = 0x02810000;
 constexpr uint32_t kHardwareSpace = 0x00000000;
 constexpr uint32_t kFpgaSpace = 0xF0000000;
-constexpr uint32_t kCardBrightness = 0x02000001;
 
 const char* configurationName(uint8_t status) {
   switch (status) {
@@ -52,7 +52,7 @@ std::optional<uint8_t> cardBrightness(BusClient& bus, const Wall& wall) {
   for (const WallPort& port : wall.ports) {
     if (!port.linked) continue;
     const Target card{kDeviceRecvCard, static_cast<uint8_t>(port.number), 0};
-    const auto reply = bus.ask(BusClient::request(kCodeRead, kCardBrightness, 1, {}, card));
+    const auto reply = bus.ask(BusClient::request(kCodeRead, kCardGlobalBrightness, 1, {}, card));
     if (reply && reply->frame.m_ucAck == kAckOk) return reply->frame.m_data.at(0);
   }
   return std::nullopt;

@@ -7,16 +7,17 @@
 
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "kadctl/clienterror.h"
 
 namespace kadctl {
 
+using TIRK_MCUC::UniqueFd;
+
 namespace {
 
 // The directory's descriptor stands in for its path.
-sockaddr_un addressBelow(const Descriptor& directory, const std::string& name) {
+sockaddr_un addressBelow(const UniqueFd& directory, const std::string& name) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const std::string path = "/proc/self/fd/" + std::to_string(directory.get()) + "/" + name;
@@ -25,36 +26,23 @@ sockaddr_un addressBelow(const Descriptor& directory, const std::string& name) {
   return address;
 }
 
-Descriptor makeSocket(int type) {
-  Descriptor fd(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+UniqueFd makeSocket(int type) {
+  UniqueFd fd(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
   if (fd.get() < 0) throw ClientError(std::string("no socket: ") + std::strerror(errno));
   return fd;
 }
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  std::swap(m_fd, other.m_fd);
-  return *this;
-}
-
-Descriptor::~Descriptor() {
-  if (m_fd >= 0) ::close(m_fd);
-}
-
-int Descriptor::release() {
-  return std::exchange(m_fd, -1);
-}
-
-Descriptor openDirectory(const std::string& path) {
-  Descriptor fd(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+UniqueFd openDirectory(const std::string& path) {
+  UniqueFd fd(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (fd.get() < 0)
     throw ClientError("no board at " + path + " (" + std::strerror(errno) + "): start kadrend, or name it with -b");
   return fd;
 }
 
-Descriptor connectBelow(const Descriptor& directory, const std::string& name, int type) {
-  Descriptor fd = makeSocket(type);
+UniqueFd connectBelow(const UniqueFd& directory, const std::string& name, int type) {
+  UniqueFd fd = makeSocket(type);
   const sockaddr_un address = addressBelow(directory, name);
   if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw ClientError("the daemon does not answer at " + name + ": " + std::strerror(errno));
@@ -62,8 +50,8 @@ Descriptor connectBelow(const Descriptor& directory, const std::string& name, in
   return fd;
 }
 
-Descriptor bindBelow(const Descriptor& directory, const std::string& name, int type) {
-  Descriptor fd = makeSocket(type);
+UniqueFd bindBelow(const UniqueFd& directory, const std::string& name, int type) {
+  UniqueFd fd = makeSocket(type);
   const sockaddr_un address = addressBelow(directory, name);
   ::unlink(address.sun_path);
   if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
