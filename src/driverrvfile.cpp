@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "driverutil.h"
+#include "fileio.h"
 #include "mcucbytes.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
@@ -104,16 +105,6 @@ bool removeFile(const std::string& name) {
 
 void reportUnknown() {
   fputs("get directory stat error\n", stderr);
-}
-
-bool writeAll(int fd, Bytes bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = write(fd, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    bytes = bytes.subspan(static_cast<size_t>(count));
-  }
-  return true;
 }
 
 // The number of bytes that were there.

@@ -16,6 +16,7 @@
 
 #include "boardaccess.h"
 #include "boardhost.h"
+#include "fileio.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "uniquefd.h"
@@ -101,27 +102,6 @@ uint32_t crc32(Bytes bytes) {
 
 int openFile(const char* path, int flags) {
   return open(boardPath(path).c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
-}
-
-bool writeAll(int fd, Bytes bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = write(fd, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    bytes = bytes.subspan(static_cast<size_t>(count));
-  }
-  return true;
-}
-
-bool readAt(int fd, uint64_t offset, MutableBytes out) {
-  while (!out.empty()) {
-    const ssize_t count = pread(fd, out.data(), out.size(), static_cast<off_t>(offset));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    out = out.subspan(static_cast<size_t>(count));
-    offset += static_cast<uint64_t>(count);
-  }
-  return true;
 }
 
 // False when there was something and it is still there.

@@ -7,7 +7,6 @@
 #include "driverutil.h"
 #include "mcuctrace.h"
 #include "process/inputSource.h"
-#include "process/proc_poll.h"
 #include "process/tprocess_ctl.h"
 #include "proto/data_common.h"
 #include "proto/tshl_ctl.h"
@@ -99,23 +98,7 @@ bool Daemon::idle() const {
 }
 
 void Daemon::cycle() {
-  auto* const control = Tprocess_ctl::getInstance();
-  auto* const store = Data_Global::getInstance();
-  control->RebootAfterRF();
-  if (store->RebootRF != 0) return;
-  m_link->QxtApipcConnHandler();
-  store->SendRedundStatustoQXT();
-  control->SendRedundtoQXT();
-  control->SendNetLinktoQXT();
-  m_link->CalculateSenderParaHandler();
-  control->SendFiberLinktoQXT();
-  control->SendFiberBelowLinkStatustoQXT();
-  control->SendFiberRedundtoQXT();
-  control->SendFiberToNetStatustoQXT();
-  control->SendFiberCopyStatustoQXT();
-  control->SendGenLockLinktoQXT();
-  Proc_Poll::AutoBrightnessadjust();
-  control->SendRecvCardParaToQxtByLinkChange();
+  m_link->monitorCycle();
   apply();
   m_board.clockUs += 200000;
 }

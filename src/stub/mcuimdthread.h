@@ -54,6 +54,7 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
 
   // --- flag thread.
   int CheckFPGAOnline();  // 0 when the FPGA is loaded, else -1
+  void monitorCycle();    // what one turn of 200 ms does
   void QxtApipcConnHandler();
   // Recomputes the layout once the calculation counter has stayed the same for a cycle.
   void CalculateSenderParaHandler();
@@ -78,7 +79,6 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   unsigned sendFrame(IMD_proto3rd* record, uint32_t destination);
   bool waitForFpga();
   void restoreUnlessReset();
-  void monitorCycle();
 
   unsigned long m_dwApipcThreadID = 0;
   unsigned long m_hApipcThread = 0;
