@@ -31,11 +31,11 @@ constexpr uint32_t kPosition = 0x03000000;
 constexpr uint32_t kBackup = 0x02300000;
 constexpr size_t kUiid = 0;  // of the envelope: the sender's identifier
 
-class BackPressureTest : public ScenarioTest {
+class BackPressureTest : public RunningDaemonTest {
  protected:
-  BackPressureTest() : ScenarioTest(kLoadsAtOnce, "") {}
+  BackPressureTest() : RunningDaemonTest(kLoadsAtOnce, "") {}
   void SetUp() override {
-    ScenarioTest::SetUp();
+    RunningDaemonTest::SetUp();
     monitor("journal off");
     setFlash(0xB98000, ByteVector(64, 0x21));
   }
@@ -49,9 +49,9 @@ class BackPressureTest : public ScenarioTest {
     const ThirdProtoMCUCMsg request = reading();
     for (int i = 0; i < count; ++i) {
       const auto start = std::chrono::steady_clock::now();
-      const Answer answer = ask(client(), request);
+      const Reply answer = ask(client(), request);
       times.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-      EXPECT_EQ(answer, (Answer{0, 0, ByteVector(64, 0x21)}));
+      EXPECT_EQ(answer, (Reply{0, 0, ByteVector(64, 0x21)}));
     }
     return times;
   }
@@ -138,7 +138,7 @@ TEST_F(BackPressureTest, AClientThatNeverReadsCostsOnlyItsOwnReplies) {
   report("a client that never reads", quiet, pressed);
 
   while (deaf.receive(0)) continue;  // it comes to its senses
-  EXPECT_EQ(ask(deaf, reading()), (Answer{0, 0, ByteVector(64, 0x21)}));
+  EXPECT_EQ(ask(deaf, reading()), (Reply{0, 0, ByteVector(64, 0x21)}));
 }
 
 TEST_F(BackPressureTest, ClientsThatDieWithRequestsUnderWayLeaveNothing) {
@@ -202,7 +202,7 @@ TEST_F(BackPressureTest, SendersWithoutNumber) {
   const long before = residentKb();
   sendAs(5000, kSenders - 5000);
   expectMemoryWithin(512, before);
-  EXPECT_EQ(ask(client(), reading()), (Answer{0, 0, ByteVector(64, 0x21)}));
+  EXPECT_EQ(ask(client(), reading()), (Reply{0, 0, ByteVector(64, 0x21)}));
 }
 
 }  // namespace

@@ -47,11 +47,11 @@ ByteVector filler(size_t length, uint32_t seed) {
   return bytes;
 }
 
-class ImageTest : public ScenarioTest {
+class ImageTest : public RunningDaemonTest {
  protected:
   void SetUp() override {
     setenv("TZ", "CST-8", 1);
-    ScenarioTest::SetUp();
+    RunningDaemonTest::SetUp();
     m_host = std::make_unique<kadctl::BusClient>(board(), 0x00123456);
     for (int port = 0; port < 3; ++port) monitor("cards " + std::to_string(port) + " 8 128 96");
     ASSERT_TRUE(waitLogged("Info", "SourceLinkStatus:0 -> NowChangedLinstatus:7"));

@@ -11,10 +11,10 @@ using namespace TIRK_MCUC;
 using kadctl::BusClient;
 using namespace ::testing;
 
-class StatusReportsTest : public ScenarioTest {
+class StatusReportsTest : public RunningDaemonTest {
  protected:
   void SetUp() override {
-    ScenarioTest::SetUp();
+    RunningDaemonTest::SetUp();
     listen();
   }
   // The screen-management daemon comes up; what a new connection is told is forgotten.

@@ -1,28 +1,10 @@
-// Requests to the whole daemon: what is written is kept where it belongs and read back, clients do not hinder each
-// other, and no input stops it.
-#include <random>
-#include <thread>
-
+// Writes to the whole daemon: what is written is kept where it belongs, and read back.
 #include "support/scenario_fixture.h"
 
 namespace testing_support {
 namespace {
 
-using namespace TIRK_MCUC;
-using kadctl::BusClient;
-using namespace ::testing;
-
-constexpr uint32_t kBackup = 0x02300000;  // flash 0xB98000, read and written without side effects
-constexpr uint32_t kBackupFlash = 0xB98000;
-constexpr size_t kFrameAt = 28;
-
-class RequestsTest : public ScenarioTest {
- protected:
-  ThirdProtoMCUCMsg readFrame(uint16_t length = 1) { return BusClient::request(kCodeRead, kBackup, length, {}, {}); }
-  ThirdProtoMCUCMsg writeFrame(const ByteVector& data) {
-    return BusClient::request(kCodeWrite, kBackup, static_cast<uint16_t>(data.size()), data, {});
-  }
-};
+using RequestsTest = RunningDaemonTest;
 
 TEST_F(RequestsTest, WhatIsWrittenIsKeptAndReadBack) {
   struct {
@@ -42,9 +24,9 @@ TEST_F(RequestsTest, WhatIsWrittenIsKeptAndReadBack) {
   for (const auto& space : spaces) {
     ByteVector data(space.length);
     for (auto& byte : data) byte = static_cast<uint8_t>(next += 7);
-    EXPECT_EQ(askWrite(space.address, data), (Answer{0, 0, {}})) << std::hex << space.address;
+    EXPECT_EQ(askWrite(space.address, data), (Reply{0, 0, {}})) << std::hex << space.address;
     settle(60);
-    EXPECT_EQ(askRead(space.address, static_cast<uint16_t>(data.size())), (Answer{0, 0, data}))
+    EXPECT_EQ(askRead(space.address, static_cast<uint16_t>(data.size())), (Reply{0, 0, data}))
         << std::hex << space.address;
     if (space.flashAddress != 0) {
       EXPECT_EQ(flash(space.flashAddress, data.size()), data) << std::hex << space.address;
@@ -53,93 +35,6 @@ TEST_F(RequestsTest, WhatIsWrittenIsKeptAndReadBack) {
       EXPECT_EQ(fpga(space.fpgaAddress, data.size()), data) << std::hex << space.address;
     }
   }
-}
-
-TEST_F(RequestsTest, EveryClientGetsItsOwnReplies) {
-  constexpr int kClients = 4;
-  constexpr uint32_t kRequests = 100;
-  constexpr uint32_t kUnderWay = 8;  // more than a task's queue holds would be lost
-  setFlash(kBackupFlash, ByteVector{1, 2, 3, 4});
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kClients; ++i) {
-    threads.emplace_back([this, i] {
-      BusClient own(board());
-      const auto request = BusClient::request(kCodeRead, kBackup + static_cast<uint32_t>(i), 1, {}, {});
-      for (uint32_t n = 0; n < kRequests + kUnderWay; ++n) {
-        if (n < kRequests) {
-          EXPECT_TRUE(own.send(own.datagram(request, n)));
-        }
-        if (n < kUnderWay) continue;
-        const auto reply = own.receive(5000);
-        ASSERT_TRUE(reply) << "reply " << n - kUnderWay << " of client " << i;
-        EXPECT_EQ(reply->envelope.detail, n - kUnderWay);
-        EXPECT_THAT(reply->frame.m_data, ElementsAre(i + 1));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  settle(100);
-  EXPECT_EQ(logged("Info", "recv new uiid = "), size_t{kClients} + 1) << "each sender once, the fixture's with them";
-}
-
-TEST_F(RequestsTest, WritesOfOneClientAreAppliedInTheirOrder) {
-  constexpr uint8_t kWrites = 50;
-  for (uint8_t i = 0; i < kWrites; ++i) ASSERT_EQ(ask(client(), writeFrame({i, i})).ack, 0);
-  settle(100);
-  std::vector<std::string> expected;
-  for (uint8_t i = 0; i < kWrites; ++i) {
-    expected.push_back("flash w 0x00b98000 2 " + toHex(ByteVector{i, i}));
-    expected.push_back("sh sync");
-  }
-  EXPECT_EQ(effects(), expected);
-}
-
-TEST_F(RequestsTest, AClientThatIsGoneOrDoesNotReadStopsNobody) {
-  {
-    BusClient gone(board());
-    auto datagram = gone.datagram(readFrame(), 1);
-    DWT_ENCDW(&datagram[0], client().task() + 0x1000);  // a return address that nobody has
-    ASSERT_TRUE(gone.send(datagram));
-  }
-  ASSERT_TRUE(waitLogged("Error", "=== ReplyMsg ===ReplyMsg: reply message Failed! ret = -1"));
-  BusClient hung(board());
-  int sent = 0;
-  const auto request = BusClient::request(kCodeRead, 0x03000000, 40960, {}, {});
-  while (sent < 40) {
-    ASSERT_TRUE(hung.send(hung.datagram(request, static_cast<uint32_t>(sent))));
-    ++sent;
-  }
-  EXPECT_EQ(askRead(kBackup, 1).ack, 0);
-}
-
-// Requests of every kind with lengths and data at random. What they ask for is refused or done; the daemon answers on.
-TEST_F(RequestsTest, AnyInputIsSurvived) {
-  std::mt19937 random(20170619);
-  const uint32_t bases[] = {0x00000000, 0x00010000, 0x02000000, 0x02100000, 0x02200000, 0x02300000, 0x02400000,
-                            0x02700000, 0x02810000, 0x03000000, 0x03100000, 0x05000000, 0x05060000, 0x08000000,
-                            0x0E000000, 0x0E100000, 0x0E300000, 0x0F000000, 0x0F001000, 0x0F800000, 0x0FF00000,
-                            0x12010000, 0x18000000, 0xF0000000, 0xF1000000};
-  const auto below = [&](size_t limit) { return static_cast<uint32_t>(random() % limit); };
-  constexpr int kRequests = 400;
-  int answered = 0;
-  for (int i = 0; i < kRequests; ++i) {
-    uint32_t address = bases[below(std::size(bases))] + below(below(2) ? 0x20 : 0x10000);
-    if (address == 0x030001EE || address == 0x030001EF) ++address;  // measurements take their time
-    ByteVector data(below(4) ? below(40) : below(3000));
-    for (auto& byte : data) byte = static_cast<uint8_t>(random());
-    auto request =
-        BusClient::request(static_cast<uint8_t>(below(3)), address, static_cast<uint16_t>(data.size()), data, {});
-    if (request.m_ucCode == kCodeRead) request.m_usValidDataLength = static_cast<uint16_t>(below(70000));
-    auto datagram = client().datagram(request, static_cast<uint32_t>(i));
-    if (below(4) == 0) datagram[kFrameAt + below(18)] = static_cast<uint8_t>(random());
-    datagram[kFrameAt + 6] = 0;  // for this card
-    ASSERT_TRUE(client().send(datagram));
-    if (const auto reply = client().receive(below(10) ? 1000 : 200)) ++answered;
-  }
-  EXPECT_GT(answered, kRequests / 2);
-  while (client().receive(50)) continue;
-  EXPECT_EQ(askRead(kBackup, 1).ack, 0);
-  settle(200);
 }
 
 }  // namespace

@@ -17,9 +17,9 @@ constexpr const char* kCardFiles = "root/data/tirk/etc/qxt/cabCfg/";
 constexpr const char* kSettings[] = {"root/usr/pmx100/bin/wpr/bin/Configure/system.ini",
                                      "root/root/.config/Tirkon/Gromel.ini"};
 
-class ResetTest : public ScenarioTest {
+class ResetTest : public RunningDaemonTest {
  protected:
-  explicit ResetTest(const std::string& config = kLoadsAtOnce) : ScenarioTest(config) {}
+  explicit ResetTest(const std::string& config = kLoadsAtOnce) : RunningDaemonTest(config) {}
   bool there(const std::string& name) const { return std::filesystem::exists(m_directory.path() / name); }
   // The factory image is being prepared: what comes now is dropped.
   bool resetRuns() { return waitLogged("Error", ">>>>>>>>>>>>>>>>>>>>>>>>>reboot begin>>>>>>>>>>>>>>>"); }
@@ -51,7 +51,7 @@ TEST_P(ResetTypeTest, GoesThroughTheRebootToAWallOfOneCard) {
   for (const char* name : kSettings) m_directory.put(name, "x");
   monitor("journal clear");
 
-  EXPECT_EQ(askWrite(kResetCommand, {reset.type}), (Answer{0, 0, {}}));
+  EXPECT_EQ(askWrite(kResetCommand, {reset.type}), (Reply{0, 0, {}}));
   EXPECT_TRUE(heard(screenDaemon, "0x01000002 " + toHex(ByteVector{reset.type})));
   ASSERT_TRUE(resetRuns());
   EXPECT_FALSE(client().ask(BusClient::request(kCodeRead, 0x02300000, 1, {}, {}), 300)) << "dropped";

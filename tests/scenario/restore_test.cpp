@@ -14,9 +14,9 @@ using namespace ::testing;
 constexpr const char* kNeverLoads = "journal = on\nfpga_load_ms = -1\n";
 constexpr const char* kFinished = "============================== Finish Restore FPGA ==============================";
 
-class RestoreTest : public ScenarioTest {
+class RestoreTest : public RunningDaemonTest {
  protected:
-  explicit RestoreTest(const std::string& config = kLoadsAtOnce) : ScenarioTest(config) {}
+  explicit RestoreTest(const std::string& config = kLoadsAtOnce) : RunningDaemonTest(config) {}
   // Puts the bytes into the stored feature block.
   void store(size_t offset, const ByteVector& bytes) {
     setFlash(static_cast<uint32_t>(flash::kFeature.address + offset), bytes);
@@ -25,7 +25,7 @@ class RestoreTest : public ScenarioTest {
 
 TEST_F(RestoreTest, AReloadCommandRestoresAgain) {
   setFpga(fpga::kPosition.address, ByteVector(16, 0xEE));
-  EXPECT_EQ(askWrite(0x01000004, {1}), (Answer{0, 0, {}}));
+  EXPECT_EQ(askWrite(0x01000004, {1}), (Reply{0, 0, {}}));
   settle(100);
   EXPECT_EQ(fpga(fpga::kPosition.address, 16), ByteVector(16, 0));
   EXPECT_THAT(effects(), Contains("fpga w 0x000001de 1 00"));

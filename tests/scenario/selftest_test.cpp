@@ -12,10 +12,10 @@ constexpr uint32_t kSwitch = 0x020001EF;
 constexpr uint32_t kPositionSpace = 0x03000000;
 constexpr uint32_t kNumberSpace = 0x03100000;
 
-class BusSelfTestTest : public ScenarioTest {
+class BusSelfTestTest : public RunningDaemonTest {
  protected:
   void SetUp() override {
-    ScenarioTest::SetUp();
+    RunningDaemonTest::SetUp();
     monitor("journal off");  // it would hold every transfer of the test
     m_positions = ByteVector(2048);
     for (size_t i = 0; i < m_positions.size(); ++i) m_positions[i] = static_cast<uint8_t>(i * 3);
@@ -26,7 +26,7 @@ class BusSelfTestTest : public ScenarioTest {
     settle(60);
   }
   void run() {
-    EXPECT_EQ(askWrite(kSwitch, {1}), (Answer{0, 0, {}}));
+    EXPECT_EQ(askWrite(kSwitch, {1}), (Reply{0, 0, {}}));
     ASSERT_TRUE(waitLogged("Info", "Read_Write FPGA 00: End  01: Start   Now:1"));
     ASSERT_TRUE(waitUntil([this] {
       const auto there = fpga(fpga::kPosition.address, 16);
@@ -34,7 +34,7 @@ class BusSelfTestTest : public ScenarioTest {
     }));
   }
   bool end() {
-    EXPECT_EQ(askWrite(kSwitch, {0}), (Answer{0, 0, {}}));
+    EXPECT_EQ(askWrite(kSwitch, {0}), (Reply{0, 0, {}}));
     return waitUntil([this] {
       return fpga(fpga::kPosition.address, m_positions.size()) == m_positions &&
              fpga(0x500000, 128) == ByteVector(m_numbers.begin(), m_numbers.begin() + 128) &&

@@ -44,7 +44,7 @@ class Worker {
   std::thread m_thread;
 };
 
-using StressTest = ScenarioTest;
+using StressTest = RunningDaemonTest;
 
 TEST_F(StressTest, SixteenClientsAreServedWhileTheBoardChanges) {
   monitor("journal off");

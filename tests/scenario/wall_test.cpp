@@ -14,9 +14,9 @@ constexpr const char* kCalculates = "=================== Begin CalculateParaOfSe
 constexpr uint32_t kShortcutSpace = 0x02810000;
 constexpr size_t kPortTable = 4096;
 
-class WallTest : public ScenarioTest {
+class WallTest : public RunningDaemonTest {
  protected:
-  explicit WallTest(const std::string& config = kLoadsAtOnce) : ScenarioTest(config) {}
+  explicit WallTest(const std::string& config = kLoadsAtOnce) : RunningDaemonTest(config) {}
 
   void connectCards() {
     monitor("cards 0 20 128 128");
@@ -52,7 +52,7 @@ class WallTest : public ScenarioTest {
 
 TEST_F(WallTest, FourRowsOfSixOnTwoPorts) {
   connectCards();
-  EXPECT_EQ(writeScreen(4, 6, 10), (Answer{0, 0, {}}));
+  EXPECT_EQ(writeScreen(4, 6, 10), (Reply{0, 0, {}}));
   ASSERT_TRUE(waitCalculations(1));
   settle();
   EXPECT_EQ(screenSize(), (std::pair{768, 512}));

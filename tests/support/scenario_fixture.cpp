@@ -26,8 +26,8 @@ std::string reportText(const kadctl::Message& message) {
 
 }  // namespace
 
-std::ostream& operator<<(std::ostream& out, const Answer& answer) {
-  return out << "ack " << int{answer.ack} << " result " << answer.result << " data " << toHex(answer.data);
+std::ostream& operator<<(std::ostream& out, const Reply& reply) {
+  return out << "ack " << int{reply.ack} << " result " << reply.result << " data " << toHex(reply.data);
 }
 
 std::vector<std::string> reports(kadctl::BusClient& listener, int quietMs) {
@@ -43,12 +43,12 @@ bool heard(kadctl::BusClient& listener, const std::string& report) {
   });
 }
 
-void ScenarioTest::SetUp() {
+void RunningDaemonTest::SetUp() {
   DaemonTest::SetUp();
   ready();
 }
 
-void ScenarioTest::ready() {
+void RunningDaemonTest::ready() {
   ASSERT_TRUE(waitUntil([this] {
     for (const auto& line : journal())
       if (line.rfind("ipc s 0x010a3900 ", 0) == 0 && line.find("00000014") != std::string::npos) return true;
@@ -58,29 +58,29 @@ void ScenarioTest::ready() {
   monitor("journal clear");
 }
 
-Answer ScenarioTest::ask(kadctl::BusClient& who, const ThirdProtoMCUCMsg& request, int timeoutMs) {
+Reply RunningDaemonTest::ask(kadctl::BusClient& who, const ThirdProtoMCUCMsg& request, int timeoutMs) {
   const auto reply = who.ask(request, timeoutMs);
   if (!reply) throw std::runtime_error("no reply");
   return {reply->frame.m_ucAck, reply->envelope.result, reply->frame.m_data};
 }
 
-Answer ScenarioTest::askRead(uint32_t address, uint16_t length, const kadctl::Target& target) {
+Reply RunningDaemonTest::askRead(uint32_t address, uint16_t length, const kadctl::Target& target) {
   return ask(client(), kadctl::BusClient::request(kCodeRead, address, length, {}, target));
 }
 
-Answer ScenarioTest::askWrite(uint32_t address, const ByteVector& data, const kadctl::Target& target) {
+Reply RunningDaemonTest::askWrite(uint32_t address, const ByteVector& data, const kadctl::Target& target) {
   return ask(client(),
              kadctl::BusClient::request(kCodeWrite, address, static_cast<uint16_t>(data.size()), data, target));
 }
 
-std::vector<std::string> ScenarioTest::effects() {
+std::vector<std::string> RunningDaemonTest::effects() {
   std::vector<std::string> lines = journal();
   monitor("journal clear");
   std::erase_if(lines, isReply);
   return lines;
 }
 
-size_t ScenarioTest::logged(const std::string& level, const std::string& text) const {
+size_t RunningDaemonTest::logged(const std::string& level, const std::string& text) const {
   std::istringstream lines(log());
   size_t count = 0;
   for (std::string line; std::getline(lines, line);)
@@ -88,19 +88,19 @@ size_t ScenarioTest::logged(const std::string& level, const std::string& text) c
   return count;
 }
 
-bool ScenarioTest::waitLogged(const std::string& level, const std::string& text, size_t times) const {
+bool RunningDaemonTest::waitLogged(const std::string& level, const std::string& text, size_t times) const {
   return waitUntil([&] { return logged(level, text) >= times; });
 }
 
-ByteVector ScenarioTest::basicScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+ByteVector RunningDaemonTest::basicScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
   return ByteVector{mode, 0, 0, 0, 0, rows, columns} + word(cabinets);
 }
 
-Answer ScenarioTest::writeScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
+Reply RunningDaemonTest::writeScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode) {
   return askWrite(kScreenFields, basicScreen(rows, columns, cabinets, mode));
 }
 
-void ScenarioTest::waitReboot() {
+void RunningDaemonTest::waitReboot() {
   ASSERT_TRUE(waitUntil([this] {
     try {
       monitor("bus");

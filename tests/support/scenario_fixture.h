@@ -12,30 +12,30 @@ constexpr const char* kLoadsAtOnce = "journal = on\nfpga_load_ms = 20\n";
 constexpr const char* kFpgaFlagFile = "root/etc/init.d/flag_fpgaload";
 
 // What a reply says about a request.
-struct Answer {
+struct Reply {
   uint8_t ack = 0xFF;
   uint32_t result = 0;  // of the envelope
   ByteVector data;
-  bool operator==(const Answer&) const = default;
+  bool operator==(const Reply&) const = default;
 };
-std::ostream& operator<<(std::ostream& out, const Answer& answer);
+std::ostream& operator<<(std::ostream& out, const Reply& reply);
 
 // A report: the register and its bytes in hexadecimal, "0x0200001f 01".
 std::vector<std::string> reports(kadctl::BusClient& listener, int quietMs);
 // Takes messages until that report comes; false when it does not within 10 s.
 bool heard(kadctl::BusClient& listener, const std::string& report);
 
-class ScenarioTest : public DaemonTest {
+class RunningDaemonTest : public DaemonTest {
  protected:
-  explicit ScenarioTest(std::string config = kLoadsAtOnce, std::string option = "-debug")
+  explicit RunningDaemonTest(std::string config = kLoadsAtOnce, std::string option = "-debug")
       : DaemonTest(std::move(config), std::move(option)) {}
   void SetUp() override;
   // Waits until the FPGA has been restored and a cycle has run; forgets the journal.
   void ready();
 
-  Answer askRead(uint32_t address, uint16_t length, const kadctl::Target& target = {});
-  Answer askWrite(uint32_t address, const ByteVector& data, const kadctl::Target& target = {});
-  static Answer ask(kadctl::BusClient& who, const TIRK_MCUC::ThirdProtoMCUCMsg& request, int timeoutMs = 5000);
+  Reply askRead(uint32_t address, uint16_t length, const kadctl::Target& target = {});
+  Reply askWrite(uint32_t address, const ByteVector& data, const kadctl::Target& target = {});
+  static Reply ask(kadctl::BusClient& who, const TIRK_MCUC::ThirdProtoMCUCMsg& request, int timeoutMs = 5000);
 
   // What the daemon did since the last call, replies to clients left out. Call it when it has settled.
   std::vector<std::string> effects();
@@ -44,7 +44,7 @@ class ScenarioTest : public DaemonTest {
   bool waitLogged(const std::string& level, const std::string& text, size_t times = 1) const;
   // The wall's description as the host tool writes it; its calculation is due 200 to 400 ms later.
   static ByteVector basicScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode = 0);
-  Answer writeScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode = 0);
+  Reply writeScreen(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t mode = 0);
   // Waits for a reboot that is due, and until the daemon answers again.
   void waitReboot();
 
