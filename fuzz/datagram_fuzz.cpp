@@ -22,8 +22,13 @@ enum Option : uint8_t {
   kWrongChecksum = 0x02,  // not repaired
   kPeerDaemon = 0x08,     // the sender is the screen-management daemon
   kRawLength = 0x10,      // the frame's length field stays as it is, whatever it carries
-  kCycles = 0x20,         // then two cycles: what settles in one is computed in the next, a reset that is due is made
+  kCycles = 0x20,         // then two cycles: what settles in one is computed in the next
 };
+
+// These of the upper options: cycles in which a reset that is due is made. One input in sixteen, because a reset with
+// the start that follows takes as long as a hundred others.
+constexpr uint8_t kResetMask = 0xF0;
+constexpr uint8_t kReset = 0x60;
 
 // These options, with cycles or without: the data are repeated up to the length that the frame says. Few inputs have
 // them, so that long messages do not take all the time.
@@ -110,11 +115,10 @@ void serve(Daemon& daemon, uint8_t options, const std::vector<uint8_t>& datagram
   require(frame.empty() || replies == 1, "every request gets one reply");
   if (!frame.empty()) checkReply(board.lastReply, frame);
   require(daemon.idle(), "what was queued is applied");
+  if ((options & kResetMask) != kReset) daemon.forgetReset();
   if ((options & kCycles) != 0) {
     daemon.cycle();
     daemon.cycle();
-  } else {
-    daemon.forgetReset();
   }
   daemon.serveAgain();
 }

@@ -134,7 +134,7 @@ def datagrams():
         put("datagram_fuzz", "write-" + name, write(address, data))
     for name, address, data in WRITES:
         if name in ("reset0", "reset1", "reset2", "shortcut", "mixed", "sensormode", "schedule"):
-            put("datagram_fuzz", "cycle-" + name, write(address, data, options=0x20))
+            put("datagram_fuzz", "cycle-" + name, write(address, data, options=0x60))
     for name, device in CARDS:
         put("datagram_fuzz", "card-read-" + name, read(0x02000017, 4, device=device))
         put("datagram_fuzz", "card-write-" + name, write(0x02000001, b"\x40", device=device, port=255, board=0xFFFF))
