@@ -19,7 +19,7 @@ namespace TIRK_MCUC {
 
 namespace {
 
-static_assert(sizeof(time_t) == 8 && sizeof(off_t) == 8, "times run to 2099 and files are large on every processor");
+static_assert(sizeof(off_t) == 8, "files are large on every processor");
 
 constexpr unsigned kThreadCreationFailed = 0x80005001;
 
@@ -40,10 +40,10 @@ HomeEnvironment& homeEnvironment() {
 
 }  // namespace
 
-unsigned long GetTickCount() {
+uint64_t GetTickCount() {
   timeval now{};
   board_clock_get(&now);
-  return static_cast<unsigned long>(now.tv_sec) * 1000 + static_cast<unsigned long>(now.tv_usec) / 1000;
+  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_usec) / 1000;
 }
 
 int64_t monotonicUs() {

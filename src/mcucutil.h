@@ -11,7 +11,7 @@
 namespace TIRK_MCUC {
 
 // Milliseconds of the board's wall clock.
-unsigned long GetTickCount();
+uint64_t GetTickCount();
 
 // Milliseconds and microseconds of the monotonic clock: what intervals are measured with.
 int64_t monotonicMs();

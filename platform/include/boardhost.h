@@ -5,8 +5,12 @@
 #ifndef KADREND_PLATFORM_BOARDHOST_H
 #define KADREND_PLATFORM_BOARDHOST_H
 
+#include <assert.h>
 #include <stddef.h>
 #include <sys/time.h>
+
+/* Times run to 2099: a 32-bit board needs -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64, in its library too. */
+static_assert(sizeof(time_t) == 8, "the board's library and the daemon agree on 64-bit times");
 
 #ifdef __cplusplus
 extern "C" {
