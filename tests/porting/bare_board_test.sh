@@ -30,7 +30,7 @@ logged "pmxpara file fail" || fail "no word on the flash that is not there"
 
 # Every function that the headers declare is exported, and named in the guide.
 exported=$(nm --defined-only --extern-only "$library")
-for name in $(cat "$source"/platform/include/*.h | grep -oE '^[a-z].*\b([A-Za-z_0-9]+)\(' | grep -v typedef | grep -oE '[A-Za-z_0-9]+\($' | tr -d '(') ModifyEDID_API; do
+for name in $(cat "$source"/platform/include/*.h | grep -oE '^[a-z].*\b([A-Za-z_0-9]+)\(' | grep -vE '^(typedef|static_assert)' | grep -oE '[A-Za-z_0-9]+\($' | tr -d '(') ModifyEDID_API; do
   grep -qw "$name" <<<"$exported" || fail "the library does not export $name"
   grep -qw "$name" "$source/docs/porting.md" || fail "docs/porting.md does not name $name"
 done
