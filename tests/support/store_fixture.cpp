@@ -55,6 +55,19 @@ void StoreVerbs<Board>::setScreenSize(uint16_t width, uint16_t height) {
 }
 
 template <class Board>
+ByteVector StoreVerbs<Board>::mirror(size_t offset, size_t length) const {
+  ByteVector out(length);
+  store.SendParameterReg.read(offset, out);
+  return out;
+}
+
+template <class Board>
+CardPosition StoreVerbs<Board>::position(unsigned port, unsigned n) {
+  const auto entry = Board::fpga(0x600000 + 0x1000 * port + 4 * n, 4);
+  return {readWord(&entry[0]), readWord(&entry[2])};
+}
+
+template <class Board>
 unsigned long StoreVerbs<Board>::sweep(vboard::Op op, const std::function<void()>& work,
                                        const std::function<void(unsigned long)>& check) {
   for (unsigned long k = 1;; ++k) {
@@ -83,6 +96,16 @@ std::vector<std::string> saveOperations(bool tag) {
   out.push_back(operation("flash", 0xA3C000, 40960));
   out.push_back(operation("flash", 0xA5C000, 768));
   out.push_back("sh sync");
+  return out;
+}
+
+std::vector<std::string> layoutOperations() {
+  std::vector<std::string> out{operation("flash", 0xC20040, 15)};
+  for (uint32_t port = 0; port < 10; ++port) {
+    out.push_back(operation("fpga", countAddress(port), 1));
+    out.push_back(operation("fpga", countAddress(port) + 1, 1));
+  }
+  for (uint32_t block = 0; block < 40; ++block) out.push_back(operation("fpga", 0x600000 + 1024 * block, 1024));
   return out;
 }
 

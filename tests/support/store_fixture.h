@@ -27,6 +27,11 @@ class StoreVerbs : public Board {
   void fitCards(unsigned port, uint16_t width, uint16_t height);
   void setScreenSize(uint16_t width, uint16_t height);
 
+  ByteVector mirror(size_t offset, size_t length) const;
+  void setMirror(size_t offset, const ByteVector& data) { store.SendParameterReg.write(offset, data); }
+  // The n-th entry of a port's position table in the FPGA.
+  static TIRK_MCUC::CardPosition position(unsigned port, unsigned n);
+
   // Runs `work` with the first k calls of `op` failing, for k = 1, 2, 3 ... until a run has fewer calls than that, and
   // `check(k)` after each. The number of calls.
   static unsigned long sweep(vboard::Op op, const std::function<void()>& work,
@@ -42,6 +47,8 @@ using SpaceStoreTest = StoreVerbs<SpaceTest>;
 std::string operation(const char* device, uint32_t address, unsigned length);
 // What saving the screen state writes, with or without the layout tag.
 std::vector<std::string> saveOperations(bool tag);
+// What a calculation writes first: its record, the ports' counts and positions.
+std::vector<std::string> layoutOperations();
 // Where the FPGA has port 0..9's card count.
 uint32_t countAddress(uint32_t port);
 
