@@ -11,14 +11,7 @@ using namespace testing_support;
 
 class ClockTest : public BoardTest {
  protected:
-  static std::string now() {
-    const auto seconds = static_cast<time_t>(vboard::board().clock.nowUs() / 1000000);
-    tm local{};
-    localtime_r(&seconds, &local);
-    char text[32];
-    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    return text;
-  }
+  static std::string now() { return vboard::Clock::text(vboard::board().clock.nowUs()); }
   static std::string read() {
     char text[64];
     const auto field = [](int index) { return static_cast<unsigned>(DriverUtil::getInstance()->ReadTime(index)); };
@@ -36,9 +29,10 @@ TEST_F(ClockTest, ReadsTheFieldsOfLocalTime) {
     const char* clock;
     const char* fields;
   } cases[] = {
-      {"2000-01-01 00:00:00", "0-1-1 0:0:0 w7"},     {"2024-02-29 23:59:01", "24-2-29 23:59:1 w5"},
-      {"2026-03-08 12:34:56", "26-3-8 12:34:56 w1"}, {"2037-12-31 07:08:09", "37-12-31 7:8:9 w5"},
-      {"2038-01-19 03:14:08", "38-1-19 3:14:8 w3"},  {"2099-12-31 23:59:59", "99-12-31 23:59:59 w5"},
+      {"2000-01-01 00:00:00", "0-1-1 0:0:0 w7"},
+      {"2024-02-29 23:59:01", "24-2-29 23:59:1 w5"},
+      {"2038-01-19 03:14:08", "38-1-19 3:14:8 w3"},
+      {"2099-12-31 23:59:59", "99-12-31 23:59:59 w5"},
   };
   for (const auto& row : cases) {
     setClock(row.clock);
@@ -55,11 +49,10 @@ TEST_F(ClockTest, SetsFieldsAndNormalisesWhatIsOutOfRange) {
     bool date;
     const char* result;
   } cases[] = {
-      {{1, 2, 3}, false, "2026-03-08 01:02:03"},   {{25, 0, 0}, false, "2026-03-09 01:00:00"},
-      {{0, 60, 0}, false, "2026-03-08 01:00:00"},  {{255, 255, 255}, false, "2026-03-18 19:19:15"},
-      {{24, 2, 29}, true, "2024-02-29 12:34:56"},  {{23, 2, 29}, true, "2023-03-01 12:34:56"},
-      {{99, 12, 31}, true, "2099-12-31 12:34:56"}, {{0, 1, 1}, true, "2000-01-01 12:34:56"},
-      {{26, 13, 1}, true, "2027-01-01 12:34:56"},  {{26, 0, 0}, true, "2025-11-30 12:34:56"},
+      {{1, 2, 3}, false, "2026-03-08 01:02:03"},       {{25, 0, 0}, false, "2026-03-09 01:00:00"},
+      {{255, 255, 255}, false, "2026-03-18 19:19:15"}, {{24, 2, 29}, true, "2024-02-29 12:34:56"},
+      {{23, 2, 29}, true, "2023-03-01 12:34:56"},      {{0, 1, 1}, true, "2000-01-01 12:34:56"},
+      {{26, 0, 0}, true, "2025-11-30 12:34:56"},
   };
   for (const auto& row : cases) {
     setClock("2026-03-08 12:34:56");
@@ -87,11 +80,8 @@ TEST_F(ClockTest, WeekdayRewritesTheCurrentTime) {
   setClock("2026-03-08 12:34:56");
   clearJournal();
   driver.WriteWeekday(4);
-  EXPECT_EQ(now(), "2026-03-08 12:34:56");
   EXPECT_EQ(driver.ReadTime(6), 1);
-  EXPECT_THAT(journal(), testing::HasSubstr("clock set 2026-03-08 12:34:56\n"));
-  EXPECT_EQ(logged("WriteWeekday: time = Sun Mar  8 12:34:56 2026\n"), 1U);
-  EXPECT_EQ(logged("WriteWeekday End."), 1U);
+  EXPECT_EQ(journal(), "clock set 2026-03-08 12:34:56\n");
 }
 
 }  // namespace

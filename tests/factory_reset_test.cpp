@@ -2,11 +2,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "driverutil.h"
-#include "proto/data_common.h"
 #include "support/allocations.h"
-#include "support/board_fixture.h"
-#include "virtual/cards.h"
+#include "support/store_fixture.h"
 
 namespace {
 
@@ -17,12 +14,13 @@ using Lines = std::vector<std::string>;
 constexpr const char* kFactoryImage = "root/data/tirk/etc/sysconf/pmxpara_factory";
 constexpr const char* kPreparedImage = "root/data/tirk/etc/sysconf/pmxpara_factory_tmp";
 
-class FactoryReset : public BoardTest {
+class FactoryReset : public StoreTest {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(DriverUtil::getInstance()->initialize());
-    ASSERT_EQ(vboard::board().cards->setChain(0, 2, 192, 144), 0);
-    linkState().copper = 1;
+  FactoryReset() {
+    fitCards(0, 192, 144);
+    arrange();
+  }
+  void arrange() const {
     // The running flash and the factory image differ in every byte that a reset may keep.
     setFlash(0x00201A, bytes({0x7D}));
     setFlash(0x003000, repeated(46080, 0x5C));
@@ -43,18 +41,12 @@ class FactoryReset : public BoardTest {
     file.seekp(address).put(static_cast<char>(value));
     ASSERT_TRUE(file.good());
   }
-  ByteVector prepared(uint32_t address, size_t length) const { return fileBytes(kPreparedImage, address, length); }
-  ByteVector fileBytes(const char* image, uint32_t address, size_t length) const {
-    std::ifstream file(m_directory.path() / image, std::ios::binary);
-    ByteVector out(length);
-    file.seekg(address).read(reinterpret_cast<char*>(out.data()), static_cast<std::streamsize>(length));
-    EXPECT_TRUE(file.good()) << image;
-    return out;
+  ByteVector prepared(uint32_t address, size_t length) const {
+    const std::string image = m_directory.get(kPreparedImage).substr(address, length);
+    return {image.begin(), image.end()};
   }
   bool exists(const std::string& name) const { return std::filesystem::exists(m_directory.path() / name); }
   bool cabinetFile(const std::string& name) const { return exists("root/data/tirk/etc/qxt/cabCfg/" + name); }
-  static int reset(uint8_t type) { return Data_Global::getInstance()->ReturnFactory(type); }
-  static uint8_t rebootState() { return Data_Global::getInstance()->RebootRF; }
 };
 
 const Lines kCommon = {
@@ -82,46 +74,49 @@ Lines operator+(Lines left, const Lines& right) {
   return left;
 }
 
-TEST_F(FactoryReset, Type0KeepsTheDhcpSwitchAlone) {
-  EXPECT_EQ(reset(0), 0);
-  EXPECT_EQ(journalLines(), kCommon + Lines{"factory w 0x0000201a 1 7d"} + kEnd);
-  EXPECT_EQ(prepared(0xC20000, 16), bytes({192, 0, 0, 0, 144, 0, 0, 0, 192, 0, 0, 0, 144, 0, 0, 0}));
-  EXPECT_EQ(prepared(0x003000, 1), bytes({0x31})) << "the factory's own";
-  EXPECT_EQ(prepared(0xD14000, 1), bytes({0x31}));
-  EXPECT_FALSE(cabinetFile("AllCabCfgFileName"));
-  EXPECT_FALSE(cabinetFile("RvCfgFile_0.rcfgx"));
-  EXPECT_FALSE(cabinetFile("RvCfgFile_31.rcfgx"));
-  EXPECT_TRUE(cabinetFile("RvCfgFile_32.rcfgx")) << "behind the numbered files";
-  EXPECT_FALSE(exists("root/usr/pmx100/bin/wpr/bin/Configure/system.ini"));
-  EXPECT_FALSE(exists("root/root/.config/Tirkon/Gromel.ini"));
-  EXPECT_EQ(rebootState(), 1);
-}
-
-TEST_F(FactoryReset, Type1RestoresTheNetworkAddress) {
-  EXPECT_EQ(reset(1), 0);
-  const Lines network = {"env set gatewayip 192.168.0.1", "env set ipaddr 192.168.0.10", "net mode 0",
-                         "net ip 192.168.0.10 255.255.255.0 192.168.0.1"};
-  EXPECT_EQ(journalLines(), network + kCommon + Lines{"factory w 0x0000201a 1 00"} + kEnd);
-  EXPECT_EQ(logged("Set IP successfully! "), 1U);
-  EXPECT_FALSE(cabinetFile("AllCabCfgFileName"));
-}
-
-TEST_F(FactoryReset, Type2KeepsScenesNamesAndCabinetFiles) {
-  EXPECT_EQ(reset(2), 0);
+TEST_F(FactoryReset, EachTypeKeepsWhatIsItsOwn) {
   std::string scene;
   for (int i = 0; i < 64; ++i) scene += "5c";
-  const Lines kept = {"factory w 0x0000201a 1 7d", "factory w 0x00003000 46080 " + scene + "...",
-                      "factory w 0x00d14000 4 01020304", "factory w 0x00e00000 4 06070809"};
-  EXPECT_EQ(journalLines(), kCommon + kept + kEnd);
-  EXPECT_EQ(prepared(0x003000, 46080), repeated(46080, 0x5C));
-  EXPECT_EQ(prepared(0xE00000, 4), bytes({6, 7, 8, 9}));
-  for (const char* name : {"AllCabCfgFileName", "RvCfgFile_0.rcfgx", "RvCfgFile_31.rcfgx"})
-    EXPECT_TRUE(cabinetFile(name)) << name;
+  const struct {
+    uint8_t type;
+    Lines before, kept;
+    bool cabinetFiles;
+    uint8_t sceneByte, namesByte;  // 0x31 is the factory's own
+  } cases[] = {{0, {}, {"factory w 0x0000201a 1 7d"}, false, 0x31, 0x31},
+               {1,
+                {"env set gatewayip 192.168.0.1", "env set ipaddr 192.168.0.10", "net mode 0",
+                 "net ip 192.168.0.10 255.255.255.0 192.168.0.1"},
+                {"factory w 0x0000201a 1 00"},
+                false,
+                0x31,
+                0x31},
+               {2,
+                {},
+                {"factory w 0x0000201a 1 7d", "factory w 0x00003000 46080 " + scene + "...",
+                 "factory w 0x00d14000 4 01020304", "factory w 0x00e00000 4 06070809"},
+                true,
+                0x5C,
+                1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(int{c.type});
+    arrange();
+    EXPECT_EQ(store.ReturnFactory(c.type), 0);
+    EXPECT_EQ(journalLines(), c.before + kCommon + c.kept + kEnd);
+    EXPECT_EQ(prepared(0xC20000, 16), littleEndian32({192, 144, 192, 144}));
+    EXPECT_EQ(prepared(0x003000 + 46079, 1), bytes({c.sceneByte}));
+    EXPECT_EQ(prepared(0xD14000, 1), bytes({c.namesByte}));
+    for (const char* name : {"AllCabCfgFileName", "RvCfgFile_0.rcfgx", "RvCfgFile_31.rcfgx"})
+      EXPECT_EQ(cabinetFile(name), c.cabinetFiles) << name;
+    EXPECT_TRUE(cabinetFile("RvCfgFile_32.rcfgx")) << "behind the numbered files";
+    EXPECT_FALSE(exists("root/usr/pmx100/bin/wpr/bin/Configure/system.ini"));
+    EXPECT_FALSE(exists("root/root/.config/Tirkon/Gromel.ini"));
+    EXPECT_EQ(store.RebootRF, 1);
+  }
 }
 
 TEST_F(FactoryReset, ScreenIsOneCardOfTheDefaultSizeWithoutCards) {
   linkState().copper = 0;
-  EXPECT_EQ(reset(0), 0);
+  EXPECT_EQ(store.ReturnFactory(0), 0);
   EXPECT_EQ(prepared(0xC20000, 8), bytes({128, 0, 0, 0, 128, 0, 0, 0}));
 }
 
@@ -133,17 +128,17 @@ TEST_F(FactoryReset, StopsBeforeAnythingWhenMemoryIsShort) {
                   {768, "=== malloc rename_buff err! "},
                   {1 << 20, "=== malloc rvFile_buff err! "},
                   {4096, "=== malloc AutoLightPara err! "}};
-  Data_Global::getInstance()->RebootRF = 2;
+  store.RebootRF = 2;
   for (const auto& buffer : kBuffers) {
     SCOPED_TRACE(buffer.line);
     {
       const RefusedAllocations one(buffer.size, buffer.size);
-      EXPECT_EQ(reset(1), -1);
+      EXPECT_EQ(store.ReturnFactory(1), -1);
     }
     EXPECT_EQ(journal(), "");
     EXPECT_EQ(logged(buffer.line), 1U);
   }
-  EXPECT_EQ(rebootState(), 2) << "its caller decides";
+  EXPECT_EQ(store.RebootRF, 2) << "its caller decides";
   EXPECT_FALSE(exists(kPreparedImage));
   EXPECT_TRUE(cabinetFile("AllCabCfgFileName"));
 }
