@@ -1,7 +1,6 @@
 // The intelligent brightness space: packets a port, refusals and bounds.
-#include "driverutil.h"
 #include "proto/addr_intelligentbrightnessregister.h"
-#include "support/board_fixture.h"
+#include "support/store_fixture.h"
 
 using namespace TIRK_MCUC;
 using namespace testing_support;
@@ -11,18 +10,12 @@ namespace {
 
 using Space = Addr_IntelligentBrightnessRegister;
 
-class IntelligentBrightnessTest : public BoardTest {
+class IntelligentBrightnessTest : public StoreTest {
  protected:
-  IntelligentBrightnessTest() {
-    DriverUtil::getInstance()->initialize();
-    clearJournal();
-  }
-  // The space's result; the request's ack goes to m_ack.
-  int write(const ByteVector& data, uint32_t address = 0x02400000) {
+  static Answer write(const ByteVector& data, uint32_t address = 0x02400000) {
     auto request = writeRequest(address, data);
     const int result = Space::Ssh_cmd(&request, nullptr, 0);
-    m_ack = request.proto.m_ucAck;
-    return result;
+    return {result, request.proto.m_ucAck, {}};
   }
   // The ports that got a packet, in order.
   static std::vector<int> ports() {
@@ -32,38 +25,33 @@ class IntelligentBrightnessTest : public BoardTest {
     }
     return out;
   }
-  uint8_t m_ack = 0xFF;
 };
 
 TEST_F(IntelligentBrightnessTest, APortsPacketIsFramedByItsSelection) {
-  EXPECT_EQ(write(bytes({0x80, 1, 0, 0x21, 0, 0x08, 0})), 0);
-  EXPECT_EQ(m_ack, 0);
+  EXPECT_EQ(write(bytes({0x80, 1, 0, 0x21, 0, 0x08, 0})), done());
   EXPECT_THAT(journalLines(),
               ElementsAre("fpga w 0x00000100 1 06", "fpga w 0x00000400 15 0103ffff0100010000020100808702",
                           "fpga w 0x00000100 1 00"));
-  EXPECT_EQ(logged(" sender addr = 33 valid port = 8"), 1U);
 }
 
 TEST_F(IntelligentBrightnessTest, EveryEntrysPortsInOrderButNoneAbove9) {
-  EXPECT_EQ(write(bytes({0xFF, 3, 0, 1, 0, 0x00, 0xFE, 2, 0, 0x81, 0x03, 3, 0, 0x01, 0xFC})), 0);
+  EXPECT_EQ(write(bytes({0xFF, 3, 0, 1, 0, 0x00, 0xFE, 2, 0, 0x81, 0x03, 3, 0, 0x01, 0xFC})), done());
   EXPECT_THAT(ports(), ElementsAre(9, 0, 7, 8, 9, 0));
 }
 
 TEST_F(IntelligentBrightnessTest, MissingEntriesAreRefusedBeforeAnyPacket) {
   for (const ByteVector& data : {bytes({1, 1, 0, 0}), bytes({1, 1, 0, 0, 0, 1}), bytes({1, 2, 0, 0, 0, 1, 0, 0, 0, 1}),
                                  bytes({1, 0, 1, 0, 0, 1, 0}), bytes({1, 0xFF, 0xFF, 0, 0, 1, 0})}) {
-    EXPECT_EQ(write(data), 6);
-    EXPECT_EQ(m_ack, 4);
+    EXPECT_EQ(write(data), refused(6));
   }
-  EXPECT_EQ(write(ByteVector(513)), 6);
+  EXPECT_EQ(write(ByteVector(513)), refused(6));
   EXPECT_EQ(journal(), "");
 }
 
 TEST_F(IntelligentBrightnessTest, ElsewhereShorterOrWithoutEntriesNothingHappens) {
-  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 8, 0}), 0x02400001), 0);
-  EXPECT_EQ(write(bytes({0x80, 1, 0})), 0);
-  EXPECT_EQ(write(bytes({0x80, 0, 0, 0xFF})), 0);
-  EXPECT_EQ(m_ack, 0);
+  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 8, 0}), 0x02400001), done());
+  EXPECT_EQ(write(bytes({0x80, 1, 0})), done());
+  EXPECT_EQ(write(bytes({0x80, 0, 0, 0xFF})), done());
   auto read = readRequest(0x02400000, 7);
   EXPECT_EQ(Space::Ssh_cmd(&read, nullptr, 0), 0);
   EXPECT_TRUE(read.data().empty());
@@ -72,12 +60,12 @@ TEST_F(IntelligentBrightnessTest, ElsewhereShorterOrWithoutEntriesNothingHappens
 
 TEST_F(IntelligentBrightnessTest, NoPacketLeavesUnlessItsPortIsSelected) {
   fail(vboard::Op::FpgaWrite, 3);
-  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 0x20, 0})), 0);
+  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 0x20, 0})), done());
   EXPECT_EQ(logged("===  ===write bytes to fpga failed. driverRet = -1"), 1U);
   EXPECT_TRUE(ports().empty());  // a packet would reach whatever port is selected
   EXPECT_EQ(fpga(0x100, 1), bytes({0}));
   fail(vboard::Op::FpgaWrite, 6);
-  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 0x20, 0})), -1);
+  EXPECT_EQ(write(bytes({0x80, 1, 0, 0, 0, 0x20, 0})).result, -1);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // The whole daemon follows a day's brightness, as the cards receive it; and the client sets it up.
-#include <array>
 #include <cstdio>
 #include <memory>
 
@@ -36,25 +35,20 @@ class BrightnessDay : public DaemonTest {
             {from, from + static_cast<std::ptrdiff_t>(std::min(kPiece, block.size() - at))});
     }
   }
-  // What each card of the port has.
-  std::vector<int> cards(int port) {
-    std::vector<int> out;
-    for (int card = 0; card < kCards; ++card) {
-      const std::string line = "card read recv " + std::to_string(port) + " " + std::to_string(card) + " 0x02000001 1";
-      out.push_back(std::stoi(monitorLine(line), nullptr, 16));
-    }
-    return out;
-  }
-  // Whether every card of each port comes to its value.
-  ::testing::AssertionResult come(const std::array<int, kPorts>& values) {
+  // Waits until every card has that brightness.
+  ::testing::AssertionResult come(int brightness) {
+    std::vector<int> values;
     const bool there = waitUntil([&] {
-      for (int port = 0; port < kPorts; ++port) {
-        if (cards(port) != std::vector<int>(kCards, values[static_cast<size_t>(port)])) return false;
+      values.clear();
+      for (int card = 0; card < kPorts * kCards; ++card) {
+        values.push_back(std::stoi(monitorLine("card read recv " + std::to_string(card / kCards) + " " +
+                                               std::to_string(card % kCards) + " 0x02000001 1"),
+                                   nullptr, 16));
       }
-      return true;
+      return values == std::vector<int>(kPorts * kCards, brightness);
     });
     if (there) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << ::testing::PrintToString(cards(0)) << ::testing::PrintToString(cards(1));
+    return ::testing::AssertionFailure() << ::testing::PrintToString(values);
   }
   // Runs the client on this board: its output.
   std::string runClient(const std::string& arguments, int status = 0) {
@@ -67,27 +61,6 @@ class BrightnessDay : public DaemonTest {
   }
 };
 
-TEST_F(BrightnessDay, EveryCardFollowsTheSchedule) {
-  monitor("clock set 2026-03-04 03:00:00");
-  configure(ScheduleTable{{{0x06, 0x00, 0x01, 60},
-                           {0x06, 0x00, 0x02, 61},
-                           {0x12, 0x30, 0x03, 255},
-                           {0x18, 0x00, 0x02, 90},
-                           {0x22, 0x00, 0x03, 5}}}
-                .bytes());
-  ASSERT_TRUE(come({5, 5}));
-  const struct {
-    const char* clock;
-    std::array<int, kPorts> values;
-  } day[] = {{"06:00:00", {60, 61}}, {"12:29:59", {255, 255}}, {"18:00:01", {255, 90}}, {"21:59:58", {5, 5}}};
-  for (const auto& part : day) {
-    monitor(std::string("clock set 2026-03-04 ") + part.clock);
-    EXPECT_TRUE(come(part.values)) << part.clock;
-  }
-  monitor("clock set 2026-03-05 13:00:00");  // all of a night and a morning
-  EXPECT_TRUE(come({255, 255}));
-}
-
 TEST_F(BrightnessDay, AMixedModeOutlivesTheDaemon) {
   monitor("clock set 2026-03-04 12:00:00");
   monitor("light board 0x812C");  // 600 lux
@@ -96,35 +69,35 @@ TEST_F(BrightnessDay, AMixedModeOutlivesTheDaemon) {
   block.sensors = {{1, 0, 0, 0}};
   block.luxMap = {{100, 10}, {1100, 60}};
   configure(block.bytes());
-  ASSERT_TRUE(come({127, 127}));
+  ASSERT_TRUE(come(127));
   monitor("card write recv 255 0xFFFF 0x02000001 00");
   restart();
-  EXPECT_TRUE(come({127, 127}));
+  EXPECT_TRUE(come(127));
   monitor("clock set 2026-03-04 17:59:59");
-  EXPECT_TRUE(come({89, 89}));
+  EXPECT_TRUE(come(89));
   monitor("light board fail");
   monitor("clock set 2026-03-04 22:59:59");
-  EXPECT_TRUE(come({25, 25}));
+  EXPECT_TRUE(come(25));
   write(kSpace, bytes({0}));
   settle();
   restart();
   monitor("card write recv 255 0xFFFF 0x02000001 77");
   monitor("clock set 2026-03-05 06:00:00");
   settle(2500);
-  EXPECT_TRUE(come({0x77, 0x77}));
+  EXPECT_TRUE(come(0x77));
 }
 
 TEST_F(BrightnessDay, TheClientSetsItUpAndShowsIt) {
   monitor("clock set 2026-03-04 12:00:00");
   EXPECT_THAT(runClient("brightness 50%"), HasSubstr("brightness   127 (50 %)"));
-  EXPECT_TRUE(come({127, 127}));
+  EXPECT_TRUE(come(127));
   EXPECT_EQ(flash(flash::kCardBrightness.address, 1), bytes({127}));
 
   const std::string schedule = "mode schedule\nnode 08:00 200 ports 0,1\nnode 20:00 64 ports 0\n";
   m_directory.put("evening", schedule);
   EXPECT_THAT(runClient("brightness --file '" + board() + "/evening'"),
               HasSubstr("next change  Wed 20:00, in 8 h 0 min: 64"));
-  EXPECT_TRUE(come({200, 200}));
+  EXPECT_TRUE(come(200));
   EXPECT_EQ(runClient("brightness --show"), schedule);
 
   monitor("light board 0x80C8");
@@ -135,13 +108,12 @@ TEST_F(BrightnessDay, TheClientSetsItUpAndShowsIt) {
   EXPECT_THAT(
       shown,
       HasSubstr("sensor       board: 400 lux\nsensor       port 1 card 3 sensor 2: 200 lux\nby the light 127 (50 %)"));
-  EXPECT_TRUE(come({127, 127}));
+  EXPECT_TRUE(come(127));
   EXPECT_THAT(runClient("--json brightness"), HasSubstr("\"lux\":400"));
 
   EXPECT_THAT(runClient("brightness --mode off"), HasSubstr("mode         off\n"));
   EXPECT_THAT(runClient("brightness --mode mixed"), HasSubstr("mode         mixed\n"));  // from what is stored
   EXPECT_THAT(runClient("brightness 256", 2), HasSubstr("256 is above 255"));
-  EXPECT_THAT(runClient("brightness --mode schedule --node '25:00 1'", 2), HasSubstr("25 is above 23"));
   m_directory.put("broken", "mode schedule\nnode noon 1\n");
   EXPECT_THAT(runClient("brightness --file '" + board() + "/broken'", 1), HasSubstr("line 2: not HH:MM: noon"));
 }

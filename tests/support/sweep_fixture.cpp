@@ -12,8 +12,8 @@
 #include "process/inputSource.h"
 #include "process/tprocess.h"
 #include "process/tprocess_ctl.h"
-#include "proto/brightnessplan.h"
 #include "stub/stubutil.h"
+#include "support/brightness_fixture.h"
 
 namespace testing_support {
 
@@ -27,30 +27,13 @@ constexpr uint32_t kShortcut = 0x02810000;
 void nothing(ScenarioTest&) {}
 
 ByteVector scheduleBlock(uint8_t brightness) {
-  ByteVector block(kBrightnessTableSize);
-  block[0] = 0x5B;
-  block[1] = 2;
-  block[32] = 0x08;
-  block[33] = 0x20;
-  block[160] = block[161] = brightness;
-  return block;
+  return ScheduleTable{{{0x08, 0x00, 0x00, brightness}, {0x20, 0x00, 0x00, brightness}}}.bytes();
 }
 
 ByteVector mixedBlock(uint8_t brightness) {
-  ByteVector block(600);
-  block[0] = 0x9A;
-  DWT_ENCWD(&block[1], 600);
-  DWT_ENCWD(&block[3], 100);  // sensors: none
-  DWT_ENCWD(&block[5], 120);  // one node
-  DWT_ENCWD(&block[7], 200);
-  DWT_ENCWD(&block[10], 300);
-  block[12] = block[16] = 1;
-  block[120] = 1;
-  block[121] = 0x08;
-  block[125] = brightness;
-  block[127] = 1;
-  block[599] = brightness;
-  return block;
+  MixedBlock block;
+  block.nodes = {{0x08, 0x00, brightness}};
+  return block.bytes();
 }
 
 ByteVector rvHeader(uint8_t files) {
