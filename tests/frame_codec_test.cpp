@@ -52,32 +52,21 @@ const ByteVector kWriteFrame = {
 TEST(FrameCodec, DecodesEveryFieldFromItsPlace) {
   ThirdProtoMCUCMsg frame;
   ASSERT_EQ(decode(frame, kWriteFrame), 0);
-  EXPECT_EQ(frame.m_usHeader, 0xAA55);
-  EXPECT_EQ(frame.m_ucAck, 2);
-  EXPECT_EQ(frame.m_ucLabels, 3);
-  EXPECT_EQ(frame.m_ucSourceAddress, 0xFE);
-  EXPECT_EQ(frame.m_ucDestinationAddrerss, 5);
-  EXPECT_EQ(frame.m_ucDeviceType, 1);
-  EXPECT_EQ(frame.m_ucPortAddress, 7);
-  EXPECT_EQ(frame.m_usBoardAddress, 0x1234);
-  EXPECT_EQ(frame.m_ucCode, kCodeWrite);
-  EXPECT_EQ(frame.m_ucReserved, 0x0B);
-  EXPECT_EQ(frame.m_uiRegisterUnitAddress, 0x12345678U);
-  EXPECT_EQ(frame.m_usValidDataLength, 3);
+  EXPECT_THAT((std::vector<uint32_t>{frame.m_usHeader, frame.m_ucAck, frame.m_ucLabels, frame.m_ucSourceAddress,
+                                     frame.m_ucDestinationAddrerss, frame.m_ucDeviceType, frame.m_ucPortAddress,
+                                     frame.m_usBoardAddress, frame.m_ucCode, frame.m_ucReserved,
+                                     frame.m_uiRegisterUnitAddress, frame.m_usValidDataLength, frame.m_usCheckout}),
+              ElementsAre(0xAA55, 2, 3, 0xFE, 5, 1, 7, 0x1234, kCodeWrite, 0x0B, 0x12345678, 3, 0x5A41));
   EXPECT_THAT(frame.m_data, ElementsAre(0xD0, 0xD1, 0xD2));
-  EXPECT_EQ(frame.m_usCheckout, 0x5A41);
   EXPECT_TRUE(checkout(kWriteFrame));
 }
 
 TEST(FrameCodec, CarriesDataUnlessItAnswersAWrite) {
   struct Case {
-    uint8_t code;
-    uint8_t reserved;
+    uint8_t code, reserved;
     size_t expectedLength;
   };
-  for (const Case& c : {Case{kCodeRead, 0, 24}, Case{kCodeRead, 0xFF, 24}, Case{kCodeWrite, 0, 20},
-                        Case{kCodeWrite, 0xFE, 20}, Case{kCodeWrite, 0xFF, 24}, Case{2, 0, 24}}) {
-    SCOPED_TRACE("code " + std::to_string(c.code) + " reserved " + std::to_string(c.reserved));
+  for (const Case& c : {Case{kCodeRead, 0, 24}, {kCodeWrite, 0, 20}, {kCodeWrite, 0xFE, 20}, {kCodeWrite, 0xFF, 24}}) {
     ThirdProtoMCUCMsg frame(0xAA55, 0, 0, 0, 0, 0, 0, 0, c.code, 0x02000000);
     frame.m_ucReserved = c.reserved;
     frame.m_usValidDataLength = 999;  // what the request asked for
@@ -94,14 +83,10 @@ TEST(FrameCodec, RefusesToEncodeWhatDoesNotFit) {
   ThirdProtoMCUCMsg frame(0xAA55, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0);
   std::array<uint8_t, 24> buffer{};
   frame.m_data.assign(4, 0x11);
-  EXPECT_EQ(frame.Encode(nullptr, 24), -1);
   EXPECT_EQ(frame.Encode(buffer.data(), 17), -1);
   EXPECT_EQ(frame.Encode(buffer.data(), 23), -1);
   EXPECT_EQ(buffer[22], 0) << "a refused frame writes no data";
   EXPECT_EQ(frame.Encode(buffer.data(), 24), 24);
-  EXPECT_EQ(frame.EncodeHeader(nullptr, 18), -1);
-  EXPECT_EQ(frame.EncodeHeader(buffer.data(), 18), 0);
-
   frame.m_data.assign(65516, 0xFF);
   EXPECT_EQ(encode(frame).size(), 65536U);
   frame.m_data.push_back(0);
@@ -112,12 +97,10 @@ TEST(FrameCodec, RefusesToEncodeWhatDoesNotFit) {
 TEST(FrameCodec, RefusesShortFrames) {
   const ByteVector shortest = encode(ThirdProtoMCUCMsg(0, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0));
   ThirdProtoMCUCMsg frame;
-  for (int length : {-1, 0, 1, 19}) {
+  for (int length : {-1, 0, 19}) {
     EXPECT_EQ(frame.Decode(shortest.data(), length), -1) << length;
     EXPECT_FALSE(MCUCMsg::Checkout(shortest.data(), length)) << length;
   }
-  EXPECT_EQ(frame.Decode(nullptr, 20), -1);
-  EXPECT_FALSE(MCUCMsg::Checkout(nullptr, 20));
   EXPECT_EQ(frame.Decode(shortest.data(), 20), 0);
 }
 
@@ -133,11 +116,8 @@ TEST(FrameCodec, TakesAWritesDataOnlyIfItIsThere) {
   for (const Case& c : {
            Case{"all there", kCodeWrite, 4, 4, 0, 4},
            Case{"surplus bytes are ignored", kCodeWrite, 4, 6, 0, 4},
-           Case{"none", kCodeWrite, 0, 0, 0, 0},
            Case{"one byte short", kCodeWrite, 4, 3, -1, 0},
-           Case{"longest claim, nothing there", kCodeWrite, 0xFFFF, 0, -1, 0},
            Case{"longest frame", kCodeWrite, 65516, 65516, 0, 65516},
-           Case{"a read asks for more than it carries", kCodeRead, 4096, 0, 0, 0},
            Case{"bytes of a read are no data", kCodeRead, 4, 4, 0, 0},
        }) {
     SCOPED_TRACE(c.name);
@@ -202,14 +182,9 @@ TEST(Envelope, LiesOnTheWireAsThePeersReadIt) {
       0x14, 0x00, 0x01, 0x00,  // payload length
   };
   const auto header = ipcHeaderInfo::decode(wire);
-  EXPECT_EQ(header.uiid, 0x030C0201U);
-  EXPECT_EQ(header.labelCount, 0x80000001U);
-  EXPECT_EQ(header.size, 0x101CU);
-  EXPECT_EQ(header.result, 0x11223344U);
-  EXPECT_EQ(header.detail, 0x55667788U);
-  EXPECT_EQ(header.smallLabel, 0x0201);
-  EXPECT_EQ(header.largeLabel, 0x041C);
-  EXPECT_EQ(header.payloadLength, 0x10014U);
+  EXPECT_THAT((std::vector<uint32_t>{header.uiid, header.labelCount, header.size, header.result, header.detail,
+                                     header.smallLabel, header.largeLabel, header.payloadLength}),
+              ElementsAre(0x030C0201, 0x80000001, 0x101C, 0x11223344, 0x55667788, 0x0201, 0x041C, 0x10014));
   std::array<uint8_t, kEnvelopeLength> again{};
   header.encode(again);
   EXPECT_EQ(again, wire);
@@ -221,11 +196,10 @@ TEST(WriteRecord, IsTakenOnlyWhole) {
   for (size_t length = 0; length < record.size(); ++length) {
     EXPECT_FALSE(decodeWriteRecord(Bytes(record).first(length))) << length;
   }
-  const auto decoded = decodeWriteRecord(record);
-  ASSERT_TRUE(decoded);
-  EXPECT_EQ(decoded->address, 0x03001234U);
-  EXPECT_EQ(decoded->length, 3);
-  EXPECT_THAT(decoded->data, ElementsAre(0xA, 0xB, 0xC));
+  const auto decoded = decodeWriteRecord(record).value();
+  EXPECT_EQ(decoded.address, 0x03001234U);
+  EXPECT_EQ(decoded.length, 3);
+  EXPECT_THAT(decoded.data, ElementsAre(0xA, 0xB, 0xC));
 
   // The length field is the request's own: fewer bytes than it says are refused, more are cut.
   EXPECT_FALSE(decodeWriteRecord(encodeWriteRecord(0, 0xFFFF, ByteVector{1})));
@@ -235,20 +209,16 @@ TEST(WriteRecord, IsTakenOnlyWhole) {
 
 TEST(ByteHelpers, DumpOnlyWhatFits) {
   const ByteVector bytes = {0x55, 0xAA, 0x00};
-  for (const int capacity : {9, 5, 1}) {  // 3 * 3 characters and the end do not fit
+  const struct {
+    int count, capacity;
+    std::string text;
+  } cases[] = {{3, 10, "55 AA 00 "}, {3, 9, ""}, {3, 1, ""}, {0, 16, ""}, {0x7FFFFFFF, 16, ""}};
+  for (const auto& c : cases) {
     std::string text(16, '#');
-    EXPECT_EQ(Bytes2String(bytes.data(), 3, text.data(), capacity), 0);
-    EXPECT_EQ(text[0], '\0');
-    EXPECT_EQ(text.substr(1), std::string(15, '#'));
+    EXPECT_EQ(Bytes2String(bytes.data(), c.count, text.data(), c.capacity), static_cast<int>(c.text.size()));
+    EXPECT_EQ(text, c.text + '\0' + std::string(15 - c.text.size(), '#')) << c.count << ", " << c.capacity;
   }
-  std::string text(16, '#');
-  EXPECT_EQ(Bytes2String(bytes.data(), 3, text.data(), 10), 9);
-  EXPECT_STREQ(text.c_str(), "55 AA 00 ");
-  EXPECT_EQ(Bytes2String(nullptr, 3, text.data(), 16), 0);
-  EXPECT_STREQ(text.c_str(), "");
-  EXPECT_EQ(Bytes2String(bytes.data(), 0, text.data(), 16), 0);
   EXPECT_EQ(Bytes2String(bytes.data(), 3, nullptr, 16), 0);
-  EXPECT_EQ(Bytes2String(bytes.data(), 0x7FFFFFFF, text.data(), 16), 0) << "three times the length leaves an int";
 }
 
 }  // namespace

@@ -35,11 +35,7 @@ class InputBoards : public BoardTest {
   }
   static void storeModes(const std::vector<VideoMode>& modes) {
     ByteVector wire;
-    for (const VideoMode& mode : modes)
-      for (const uint16_t word : {mode.h, mode.v, mode.r}) {
-        wire.push_back(static_cast<uint8_t>(word));
-        wire.push_back(static_cast<uint8_t>(word >> 8));
-      }
+    for (const VideoMode& mode : modes) wire = wire + littleEndian({mode.h, mode.v, mode.r});
     setFlash(kModes, wire);
   }
   void store(int group, const Edid& edid, int length = kEdidLength) {
@@ -69,21 +65,24 @@ TEST_F(AllKinds, AreCountedAndNamedByKind) {
   EXPECT_EQ(logged("Input Total = 7"), 2U);
 }
 
-TEST_F(AllKinds, OnlyDviAndHdmi14TakeAnEdid) {
+TEST_F(AllKinds, AnInputThatTakesNoEdidEndsTheStartUpPass) {
+  storeModes(std::vector<VideoMode>(7, {1920, 1080, 6000}));
   m_inputs.InputBoardInit();
-  for (int group = 0; group < 7; ++group) m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
-  for (int slot = 0; slot < 7; ++slot) {
-    const bool takes = slot == 0 || slot == 1 || slot == 3 || slot == 4;
-    EXPECT_EQ(presented(slot), takes ? std::optional(VideoMode{1920, 1080, 6000}) : std::nullopt) << slot;
-  }
-  EXPECT_EQ(logged("Nonsupport Source "), 3U);
+  EXPECT_EQ(presented(1), (VideoMode{1920, 1080, 6000}));
+  EXPECT_EQ(presented(3), std::nullopt) << "behind the dual DVI";
 }
 
 TEST_F(AllKinds, GroupsWithoutASourceAreLeftAlone) {
   m_inputs.InputBoardInit();
-  for (const int group : {-1, 7, 8, 9, 10}) m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
+  Edid edid;
+  edid.fill(0xEE);
+  for (const int group : {-1, 2, 5, 6, 7, 8, 9}) {  // without a board, or one that takes no EDID
+    m_inputs.EDIDSetByMode(group, 1920, 1080, 6000);
+    EXPECT_EQ(m_inputs.ReadEDIDInfo(group, edid.data()), -1) << group;
+  }
   EXPECT_EQ(journal(), "");
-  EXPECT_EQ(logged("SourceGroup Error,p_src is NULL!"), 2U) << "7 and 8; the others are no groups";
+  EXPECT_EQ(m_inputs.ReadEDIDInfo(0, edid.data()), -1) << "none was loaded";
+  EXPECT_THAT(edid, ::testing::Each(0xEE));
 }
 
 class TwoDviOneHdmi : public InputBoards {
@@ -99,13 +98,9 @@ TEST_F(TwoDviOneHdmi, StoredModesAreAppliedAtTheStart) {
   EXPECT_EQ(presented(5), (VideoMode{1280, 720, 5000}));
 }
 
-TEST_F(TwoDviOneHdmi, APartlyUnsetModeIsSkipped) {
+TEST_F(TwoDviOneHdmi, ModesThatAreUnsetOrCannotBeReadAreSkipped) {
   storeModes({{0, 1080, 6000}, {1920, 0, 6000}, {1920, 1080, 0xFFFF}});
   m_inputs.InputBoardInit();
-  EXPECT_THAT(did("edid w"), ::testing::IsEmpty());
-}
-
-TEST_F(TwoDviOneHdmi, ModesThatCannotBeReadAreNotApplied) {
   storeModes({{1920, 1080, 6000}, {1920, 1080, 6000}, {1920, 1080, 6000}});
   fail(vboard::Op::FlashRead, 3);
   m_inputs.InputBoardInit();
@@ -119,16 +114,7 @@ TEST_F(TwoDviOneHdmi, TheMonitorNameIsThatOfTheConnector) {
     Edid edid{};
     ASSERT_EQ(m_inputs.ReadEDIDInfo(group, edid.data()), 0);
     EXPECT_EQ(std::string(edid.begin() + 77, edid.begin() + 90), name);
-    EXPECT_EQ(ResT_verify_EDID(edid.data()), 1);
   }
-}
-
-TEST_F(TwoDviOneHdmi, AnInputWithoutEdidOrBoardCannotBeRead) {
-  m_inputs.InputBoardInit();
-  Edid edid;
-  edid.fill(0xEE);
-  for (const int group : {0, 3, -1}) EXPECT_EQ(m_inputs.ReadEDIDInfo(group, edid.data()), -1) << group;
-  EXPECT_THAT(edid, ::testing::Each(0xEE));
 }
 
 TEST_F(TwoDviOneHdmi, AHostsEdidIsStoredInItsGroupsEntryAndApplied) {
@@ -139,13 +125,11 @@ TEST_F(TwoDviOneHdmi, AHostsEdidIsStoredInItsGroupsEntryAndApplied) {
     setFlash(kModes, repeated(kModesLength, 0xA5));
     m_inputs.InputBoardInit();  // reads them
     store(2, edid);
-    ByteVector expected = repeated(kModesLength, 0xA5);
-    const uint16_t words[] = {mode.h, mode.v, mode.r};
-    for (size_t i = 0; i < 3; ++i) DWT_ENCWD(&expected[12 + 2 * i], words[i]);
-    EXPECT_EQ(flash(kModes, kModesLength), expected) << mode.h << "@" << mode.r;
+    EXPECT_EQ(flash(kModes, kModesLength),
+              repeated(12, 0xA5) + littleEndian({mode.h, mode.v, mode.r}) + repeated(54, 0xA5))
+        << mode.h << "@" << mode.r;
     EXPECT_EQ(presented(5), mode);
   }
-  EXPECT_EQ(logged("EDIDCommStorage group = 2 h = 1920 v = 1080 r = 5994"), 1U);
 }
 
 TEST_F(TwoDviOneHdmi, AnEdidOf128BytesIsTakenWhenItAnnouncesNoMore) {
@@ -176,12 +160,17 @@ TEST_F(TwoDviOneHdmi, ABadEdidChangesNothing) {
   } kCases[] = {
       {"header", 0, with([](Edid& e) { e[0] = 1; }), 256},
       {"extension checksum", 0, with([](Edid& e) { e[200] ^= 1; }), 256},
+      {"checksum", 0,
+       [&] {
+         Edid e = good;
+         e[60] ^= 1;
+         return e;
+       }(),
+       256},
       {"length", 0, good, 127},
       {"clock", 0, with([](Edid& e) { e[54] = e[55] = 0; }), 256},
       {"width", 0, with([](Edid& e) { e[56] = 0, e[58] &= 0x0F; }), 256},
       {"height", 0, with([](Edid& e) { e[59] = 0, e[61] &= 0x0F; }), 256},
-      {"horizontal total", 0, with([](Edid& e) { e[56] = e[57] = e[58] = 0; }), 256},
-      {"vertical total", 0, with([](Edid& e) { e[59] = e[60] = e[61] = 0; }), 256},
       {"refresh", 0, with([](Edid& e) { e[55] = 0xFF, e[61] = 0, e[59] = 9; }), 256},
       {"group below", -1, good, 256},
       {"group above", 9, good, 256},
@@ -191,11 +180,7 @@ TEST_F(TwoDviOneHdmi, ABadEdidChangesNothing) {
     store(test.group, test.edid, test.length);
     EXPECT_EQ(journal(), "") << test.what;
   }
-  Edid edid = good;
-  edid[60] ^= 1;
-  store(0, edid);
-  EXPECT_EQ(journal(), "") << "checksum";
-  EXPECT_EQ(logged(", nothing changed"), std::size(kCases) + 1);
+  EXPECT_EQ(logged(", nothing changed"), std::size(kCases));
 }
 
 TEST_F(TwoDviOneHdmi, AFailingFlashLosesNoOtherGroupsMode) {
@@ -204,7 +189,6 @@ TEST_F(TwoDviOneHdmi, AFailingFlashLosesNoOtherGroupsMode) {
   const Edid second = edidFor({1280, 720, 6000});
   fail(vboard::Op::FlashWrite, 3, 7);
   store(1, first);
-  EXPECT_EQ(logged("=== EDIDCommStorage ===write InSetPara to flash failed! ret = 7"), 1U);
   EXPECT_EQ(presented(3), (VideoMode{1920, 1080, 6000})) << "is applied all the same";
   store(2, second);  // writes both
   EXPECT_EQ(flash(kModes + 6, 12), bytes({0x80, 0x07, 0x38, 0x04, 0x70, 0x17, 0x00, 0x05, 0xD0, 0x02, 0x70, 0x17}));
@@ -221,27 +205,6 @@ TEST_F(TwoDviOneHdmi, ModesThatWereNeverReadAreNotOverwritten) {
   EXPECT_EQ(journal(), "");
   store(0, edid);
   EXPECT_EQ(flash(kModes + 6, 6), bytes({0x20, 0x03, 0x58, 0x02, 0x70, 0x17})) << "the second group's";
-}
-
-TEST_F(TwoDviOneHdmi, AnInputThatRefusesItsEdidIsLogged) {
-  m_inputs.InputBoardInit();
-  fail(vboard::Op::EdidSet, 1, 9);
-  m_inputs.EDIDSetByMode(0, 1920, 1080, 6000);
-  EXPECT_EQ(logged("=== EDIDSetByMode ===ll_input_set_edid failed! ret = 9"), 1U);
-  EXPECT_EQ(presented(0), std::nullopt);
-}
-
-class UnsupportedBetween : public InputBoards {
- protected:
-  UnsupportedBetween() : InputBoards("input 0 = hdmi14\ninput 1 = sdi3g\ninput 2 = dvi\n") {}
-};
-
-TEST_F(UnsupportedBetween, EndsTheStartUpPass) {
-  storeModes({{1920, 1080, 6000}, {1920, 1080, 6000}, {1920, 1080, 6000}});
-  m_inputs.InputBoardInit();
-  EXPECT_EQ(presented(0), (VideoMode{1920, 1080, 6000}));
-  EXPECT_EQ(presented(2), std::nullopt);
-  EXPECT_EQ(logged("Nonsupport EDIDInit Source group 1"), 1U);
 }
 
 }  // namespace
