@@ -1,10 +1,9 @@
 // A save that is under way, noted in a file beside the flash before its bytes are programmed: power that fails in
 // between leaves nothing half written, because the next start does the save again from the note.
 //
-// A note holds the bytes of each part that change, as they were and as they become, and a CRC-32 over all. It is safe
-// in its file before the first byte is programmed, and gone after the last one. At a start a note that is not whole
-// means that nothing had been programmed, and one of whose bytes the flash holds neither the old nor the new value
-// belongs to another flash: both are dropped.
+// A note (savenote.h) is safe in its file before the first byte is programmed, and loses its mark after the last one.
+// At a start a note that is not whole means that nothing had been programmed, and one that does not fit what the flash
+// holds belongs to another flash: both are dropped.
 //
 // Saves follow one another, of any thread: a lock is held while a note is there, and nothing but the trace's is taken
 // under it.
@@ -14,15 +13,10 @@
 #include <initializer_list>
 #include <span>
 
-#include "mcucbytes.h"
 #include "mcucmutex.h"
+#include "savenote.h"
 
 namespace TIRK_MCUC {
-
-struct SavePart {
-  uint32_t address;
-  Bytes data;
-};
 
 // Around the programming of the parts.
 class PendingSave {

@@ -19,7 +19,6 @@ namespace {
 using namespace TIRK_MCUC;
 
 constexpr const char* kSettings = "root/data/tirk/etc/sysconf/";
-constexpr const char* kNote = "root/data/tirk/etc/sysconf/pmxpara_pending";
 
 // The watched parts of a flash.
 class FlashContents {
@@ -79,7 +78,7 @@ class FlashContents {
 // What the loss of power leaves.
 struct Remains {
   FlashContents flash;
-  std::string note;
+  std::string note;  // what the file holds, "": there is none
 };
 
 // The board that is started anew, again and again: a daemon in a process of its own.
@@ -98,8 +97,8 @@ class NextStart : public DaemonTest {
   void powerOn(const Remains& remains) {
     kill9();
     remains.flash.putInto(image());
-    m_directory.put(kNote, remains.note);
-    if (remains.note.empty()) std::filesystem::remove(file(kNote));
+    m_directory.put(kNoteFile, remains.note);
+    if (remains.note.empty()) std::filesystem::remove(file(kNoteFile));
     boot();
   }
   // A start that serves, and leaves no note behind.
@@ -118,7 +117,7 @@ class NextStart : public DaemonTest {
       ASSERT_TRUE(waitUntil([&] { return read(kUnused, 1) == value; })) << "a write is not applied";
     }
     kill9();
-    ASSERT_FALSE(std::filesystem::exists(file(kNote)));
+    ASSERT_EQ(pendingNote(m_directory), "");
   }
   FlashContents flash() const { return FlashContents::ofFile(image()); }
 
@@ -136,15 +135,18 @@ class PowerLoss : public ScenarioTest, public ::testing::WithParamInterface<Scen
   struct Program {
     uint32_t address;
     ByteVector data;
-    std::string note;  // as it stands while the operation runs
+    std::string file;  // of the note, as it stands while the operation runs
+    bool noted;
   };
 
   void record() {
     GetParam().prepare(*this);
     idle();
     m_states.assign(1, FlashContents(BoardImage::take()));
+    m_fileBefore = m_directory.get(kNoteFile);
     vboard::board().flash.programming = [this](uint32_t address, vboard::Bytes data) {
-      m_programs.push_back({address, {data.begin(), data.end()}, m_directory.get(kNote)});
+      const bool noted = !pendingNote(m_directory).empty();
+      m_programs.push_back({address, {data.begin(), data.end()}, m_directory.get(kNoteFile), noted});
     };
     GetParam().run(*this);
     idle();
@@ -154,15 +156,16 @@ class PowerLoss : public ScenarioTest, public ::testing::WithParamInterface<Scen
       m_states.back().program(each.address, each.data, each.data.size());
     }
     ASSERT_EQ(m_states.back().difference(FlashContents(BoardImage::take())), "");
-    ASSERT_FALSE(std::filesystem::exists(m_directory.path() / kNote)) << "the save is done, its note is not gone";
+    ASSERT_EQ(pendingNote(m_directory), "") << "the save is done, its note is not gone";
   }
 
+  bool sameSave(size_t n, size_t m) const {
+    return m_programs[n].noted && m_programs[m].noted && m_programs[n].file == m_programs[m].file;
+  }
   // The operations that belong to the same save end before this one.
   size_t endOfSave(size_t n) const {
     size_t end = n + 1;
-    if (!m_programs[n].note.empty()) {
-      while (end < m_programs.size() && m_programs[end].note == m_programs[n].note) ++end;
-    }
+    while (m_programs[n].noted && end < m_programs.size() && sameSave(n, end)) ++end;
     return end;
   }
 
@@ -170,11 +173,11 @@ class PowerLoss : public ScenarioTest, public ::testing::WithParamInterface<Scen
     const Program& program = m_programs[n];
     SCOPED_TRACE("operation " + std::to_string(n) + " of " + std::to_string(m_programs.size()) + ", " +
                  std::to_string(count) + " bytes of " + std::to_string(program.data.size()));
-    Remains remains{m_states[n], program.note};
+    Remains remains{m_states[n], program.file};
     remains.flash.program(program.address, program.data, count);
     m_next.powerOn(remains);
     const FlashContents now = m_next.flash();
-    if (!program.note.empty()) {
+    if (program.noted) {
       EXPECT_EQ(now.difference(m_states[endOfSave(n)]), "") << "the save that was under way is not done";
     } else if (now.difference(m_states[n]) != "") {
       EXPECT_EQ(now.difference(m_states[n + 1]), "") << "neither as before nor as after the write";
@@ -182,28 +185,38 @@ class PowerLoss : public ScenarioTest, public ::testing::WithParamInterface<Scen
     ++m_cuts;
   }
 
-  // The power fails before the first operation, while the note is written, and after the last, before it is gone for
-  // good; and a note beside another flash.
+  // The power fails before the first operation, while the note is written over what the file held, its beginning or its
+  // end first; and after the last, before the note is gone for good. And a note beside another flash.
   void cutNote(size_t first) {
-    const std::string& note = m_programs[first].note;
-    SCOPED_TRACE("note of " + std::to_string(note.size()) + " bytes");
-    for (const size_t count : {size_t{1}, note.size() / 2, note.size() - 1}) {
-      m_next.powerOn({m_states[first], note.substr(0, count)});
-      EXPECT_EQ(m_next.flash().difference(m_states[first]), "") << "from " << count << " bytes of a note";
+    const std::string& file = m_programs[first].file;
+    SCOPED_TRACE("note in a file of " + std::to_string(file.size()) + " bytes");
+    std::string before = first == 0 ? m_fileBefore : m_programs[first - 1].file;
+    before.resize(file.size());
+    const auto [inFile, inBefore] = std::mismatch(file.rbegin(), file.rend(), before.rbegin());
+    const auto changed = static_cast<size_t>(file.rend() - inFile);
+    for (const size_t count : {size_t{1}, changed / 2, changed - 1}) {
+      for (const std::string& mixed :
+           {file.substr(0, count) + before.substr(count), before.substr(0, count) + file.substr(count)}) {
+        if (mixed == file) continue;  // whole after all
+        m_next.powerOn({m_states[first], mixed});
+        EXPECT_EQ(m_next.flash().difference(m_states[first]), "") << "from a note that is not whole, at " << count;
+        ++m_noteCuts;
+      }
     }
     const FlashContents& after = m_states[endOfSave(first)];
-    m_next.powerOn({after, note});
+    m_next.powerOn({after, file});
     EXPECT_EQ(m_next.flash().difference(after), "");
+    const size_t length = m_programs[first].data.size();
     FlashContents other = after;
-    const auto length = static_cast<size_t>(m_programs[first].data.size());
     other.program(m_programs[first].address, ByteVector(length, 0xEE), length);
-    m_next.powerOn({other, note});
+    m_next.powerOn({other, file});
     EXPECT_EQ(m_next.flash().difference(other), "") << "the note of another flash was used";
-    m_noteCuts += 5;
+    m_noteCuts += 2;
   }
 
   std::vector<Program> m_programs;
   std::vector<FlashContents> m_states;  // before the first operation, after it, after the second ...
+  std::string m_fileBefore;
   NextStart m_next;
   unsigned m_cuts = 0;
   unsigned m_noteCuts = 0;
@@ -213,8 +226,7 @@ TEST_P(PowerLoss, LeavesEachSaveDoneOrUndone) {
   record();
   for (size_t n = 0; n < m_programs.size() && !HasFailure(); ++n) {
     for (const size_t count : cutsOf(m_programs[n].data.size())) cut(n, count);
-    const bool firstOfSave = n == 0 || m_programs[n - 1].note != m_programs[n].note;
-    if (firstOfSave && !m_programs[n].note.empty()) cutNote(n);
+    if (m_programs[n].noted && (n == 0 || !sameSave(n - 1, n))) cutNote(n);
   }
   EXPECT_EQ(m_cuts + m_noteCuts, m_next.starts);
   const unsigned mixtures = m_next.mixtures;
@@ -244,11 +256,11 @@ class PowerLossInReset : public ScenarioTest, public ::testing::WithParamInterfa
 
   void record() {
     vboard::board().flash.patching = [this](uint32_t address, vboard::Bytes data) {
-      m_patches.push_back({prepared(), m_directory.get(kNote), address, {data.begin(), data.end()}});
+      m_patches.push_back({prepared(), pendingNote(m_directory), address, {data.begin(), data.end()}});
     };
     ASSERT_EQ(store.ReturnFactory(static_cast<uint8_t>(GetParam())), 0);
     vboard::board().flash.patching = nullptr;
-    ASSERT_FALSE(std::filesystem::exists(m_directory.path() / kNote));
+    ASSERT_EQ(pendingNote(m_directory), "");
     m_used = FlashContents(BoardImage::take());
     m_next.put(kPrepared, prepared());
     m_whole = FlashContents::ofFile(m_next.file(kPrepared));
@@ -261,7 +273,7 @@ class PowerLossInReset : public ScenarioTest, public ::testing::WithParamInterfa
       m_next.kill9();
       m_used.putInto(m_next.image());
       m_next.put(kPrepared, image);
-      m_next.put(kNote, note);
+      m_next.put(kNoteFile, note);
       if (takesImage) m_next.put("rebooting", "");
       m_next.boot();
       EXPECT_EQ(m_next.flash().difference(takesImage ? whenTaken : m_used), "");
@@ -293,7 +305,7 @@ TEST_P(PowerLossInReset, LeavesTheDeviceAsItWasOrReset) {
   std::string note;
   {
     const PendingReset pending;
-    note = m_directory.get(kNote);
+    note = pendingNote(m_directory);
   }
   powerOn(m_patches[0].image.substr(0, 1 << 20), note, m_used);
   std::printf("factory reset %d: %zu patches, %u cuts, %u starts\n", GetParam(), m_patches.size(), cuts + 1,

@@ -36,8 +36,9 @@ int Flash_Init(void);
 int WriteFPGABlock(int bus, uint32_t addr, uint16_t length, const uint8_t* data);
 int ReadFPGABlock(int bus, uint32_t addr, uint16_t length, uint8_t* data);
 
-/* Flash: 32 MiB, byte addresses. A write erases and programs as needed. The factory scratch image has the same
- * layout and must have been made by the factory reset's copy. */
+/* Flash: 32 MiB, byte addresses. A write erases and programs as needed, and returns when the data is safe; one that a
+ * loss of power cuts short has written its bytes up to some point and left the others as they were. The factory
+ * scratch image has the same layout and must have been made by the factory reset's copy. */
 int ReadDataFromFlashx(uint32_t addr, uint32_t length, uint8_t* data);
 int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data);
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data);

@@ -119,7 +119,6 @@ class Killed : public DaemonTest {
   static constexpr unsigned kLongestLifeMs = 80;
   static constexpr unsigned kLongestStartMs = 12;
   static constexpr unsigned kStartsEvery = 4;
-  static constexpr const char* kNote = "root/data/tirk/etc/sysconf/pmxpara_pending";
 
   Killed() : DaemonTest("fpga_load_ms = 0\n", "") {}
   void SetUp() override {
@@ -192,7 +191,7 @@ TEST_F(Killed, LosesNothingAndStoresNothingInPart) {
   for (unsigned long cycle = 0; cycle < cycles && !HasFailure(); ++cycle) {
     SCOPED_TRACE("seed " + std::to_string(seed) + ", cycle " + std::to_string(cycle));
     work(static_cast<unsigned>(random() % kLongestLifeMs));
-    withinSave += std::filesystem::exists(m_directory.path() / kNote) ? 1 : 0;
+    withinSave += pendingNote(m_directory).empty() ? 0 : 1;
     startTimed(atWork);
     expectWhole();
     if (cycle % kStartsEvery != 0) continue;

@@ -49,6 +49,13 @@ std::string logText(const fs::path& boardDirectory) {
   return text;
 }
 
+std::string pendingNote(const TemporaryDirectory& boardDirectory) {
+  if (!fs::is_regular_file(boardDirectory.path() / kNoteFile)) return "";
+  std::string text = boardDirectory.get(kNoteFile);
+  if (!text.starts_with("KPN2")) text.clear();
+  return text;
+}
+
 size_t occurrences(const std::string& text, const std::string& needle) {
   size_t count = 0;
   for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size())) ++count;

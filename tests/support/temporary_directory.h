@@ -24,6 +24,10 @@ class TemporaryDirectory {
 // The texts of all log files below a board's directory, oldest name first.
 std::string logText(const std::filesystem::path& boardDirectory);
 
+// The file for the note of a save below a board's directory, and the note in it: "" when no save is under way.
+constexpr const char* kNoteFile = "root/data/tirk/etc/sysconf/pmxpara_pending";
+std::string pendingNote(const TemporaryDirectory& boardDirectory);
+
 // How often `needle` stands in `text`.
 size_t occurrences(const std::string& text, const std::string& needle);
 
