@@ -103,6 +103,51 @@ void outstanding(const Daemon& daemon, int rounds, Rows& rows) {
       rounds, row, [&] { return throughput(sendRead, [&] { read.receive(); }); },
       [&] { return throughput(sendEcho, [&] { echo.receive(); }); });
   rows.push_back(row);
+  const ScratchDirectory other;
+  BareEcho reading(other.path(), true);
+  const auto sendReading = [&] { reading.send(kRequestBytes, kReplyBytes); };
+  Row floor{"bare echo that reads 48 bytes of a file, 8 outstanding", "1000/s", "bare echo, one thread hop"};
+  interleave(
+      rounds, floor, [&] { return throughput(sendReading, [&] { reading.receive(); }); },
+      [&] { return throughput(sendEcho, [&] { echo.receive(); }); });
+  rows.push_back(floor);
+}
+
+// A client that sends without a pause, as fast as it is served, beside one that waits for each reply. All send to one
+// socket: the echo shows what that alone costs.
+void floods(const Daemon& daemon, int rounds, Rows& rows) {
+  const ScratchDirectory scratch;
+  BareEcho echo(scratch.path());
+  RawExchange read = daemon.reading();
+  const auto p99 = [](const std::function<void()>& exchange) { return timeExchanges(kExchanges / 2, exchange).p99; };
+  const auto readTail = [&] { return p99([&] { read(); }); };
+  const auto echoTail = [&] { return p99([&] { echo.exchange(kRequestBytes, kReplyBytes); }); };
+  const auto flooded = [](const std::function<void()>& flood, const std::function<double()>& tail) {
+    const ChildProcess flooding(flood);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return tail();
+  };
+  const auto endlessly = [](const std::function<void()>& send, const std::function<void()>& receive) {
+    std::thread([&] {
+      for (;;) receive();
+    }).detach();
+    for (;;) send();
+  };
+  const auto floodDaemon = [&] {
+    RawExchange own = daemon.reading();
+    endlessly([&] { own.send(); }, [&] { own.receive(); });
+  };
+  const auto floodEcho = [&] {
+    endlessly([&] { echo.send(kRequestBytes, kReplyBytes, true); }, [&] { echo.receive(true); });
+  };
+  Row row{"99th percentile while another floods", "us", "quiet", {Target::kRatioAtMost, 1.5}};
+  interleave(
+      rounds, row, [&] { return flooded(floodDaemon, readTail); }, readTail);
+  rows.push_back(row);
+  Row floor{"bare echo, the same", "us", "quiet"};
+  interleave(
+      rounds, floor, [&] { return flooded(floodEcho, echoTail); }, echoTail);
+  rows.push_back(floor);
 }
 
 }  // namespace
@@ -112,6 +157,7 @@ void requestRows(const Daemon& daemon, int rounds, Rows& rows) {
   acknowledgements(daemon, rounds, rows);
   tails(daemon, rounds, rows);
   outstanding(daemon, rounds, rows);
+  floods(daemon, rounds, rows);
 }
 
 }  // namespace bench

@@ -1,5 +1,6 @@
 #include "yardsticks.h"
 
+#include <fcntl.h>
 #include <modbus.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -45,22 +46,32 @@ void waitFor(const std::string& path) {
   while (::access(path.c_str(), F_OK) != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-// The first two bytes of a datagram say how long its answer is.
-void serveEcho(const std::string& directory) {
+constexpr uint16_t kToOther = 0x8000;
+constexpr size_t kMostPending = 8;
+
+// The first two bytes of a datagram say how long its answer is, and to which of two clients it goes.
+void serveEcho(const std::string& directory, bool withRead) {
+  const int file = ::open((directory + "/memory").c_str(), O_RDWR | O_CREAT, 0600);
+  if (file < 0 || ::ftruncate(file, 1 << 20) != 0) throw std::runtime_error("memory");
   const int fd = bindAt(directory + "/echo");
   const int answers = connectTo(directory + "/client");
+  const int others = connectTo(directory + "/other");
   std::mutex mutex;
-  std::condition_variable arrived;
+  std::condition_variable arrived, room;
   std::deque<uint16_t> pending;
   std::thread answering([&] {
     const std::vector<char> reply(70000);
     for (;;) {
       std::unique_lock lock(mutex);
       arrived.wait(lock, [&] { return !pending.empty(); });
-      const size_t length = pending.front();
+      const uint16_t wanted = pending.front();
       pending.pop_front();
       lock.unlock();
-      ::send(answers, reply.data(), length, 0);
+      room.notify_one();
+      std::array<char, 48> registers;
+      if (withRead && ::pread(file, registers.data(), registers.size(), 0) < 0) return;
+      ::send((wanted & kToOther) != 0 ? others : answers, reply.data(), wanted & ~kToOther,
+             (wanted & kToOther) != 0 ? MSG_DONTWAIT : 0);
     }
   });
   std::vector<char> buffer(70000);
@@ -69,7 +80,8 @@ void serveEcho(const std::string& directory) {
     uint16_t wanted = 0;
     std::memcpy(&wanted, buffer.data(), sizeof wanted);
     {
-      const std::lock_guard lock(mutex);
+      std::unique_lock lock(mutex);
+      room.wait(lock, [&] { return pending.size() < kMostPending; });
       pending.push_back(wanted);
     }
     arrived.notify_one();
@@ -78,8 +90,10 @@ void serveEcho(const std::string& directory) {
 
 }  // namespace
 
-BareEcho::BareEcho(const std::string& directory)
-    : m_socket(bindAt(directory + "/client")), m_server([directory] { serveEcho(directory); }) {
+BareEcho::BareEcho(const std::string& directory, bool withRead)
+    : m_socket(bindAt(directory + "/client")),
+      m_other(bindAt(directory + "/other")),
+      m_server([directory, withRead] { serveEcho(directory, withRead); }) {
   waitFor(directory + "/echo");
   m_sender = connectTo(directory + "/echo");
 }
@@ -87,18 +101,19 @@ BareEcho::BareEcho(const std::string& directory)
 BareEcho::~BareEcho() {
   ::close(m_sender);
   ::close(m_socket);
+  ::close(m_other);
 }
 
-void BareEcho::send(size_t requestBytes, size_t replyBytes) {
+void BareEcho::send(size_t requestBytes, size_t replyBytes, bool other) {
   static std::array<char, 70000> buffer;
-  const auto wanted = static_cast<uint16_t>(replyBytes);
+  const auto wanted = static_cast<uint16_t>(other ? replyBytes | kToOther : replyBytes);
   std::memcpy(buffer.data(), &wanted, sizeof wanted);
   if (::send(m_sender, buffer.data(), requestBytes, 0) < 0) throw std::runtime_error("echo");
 }
 
-void BareEcho::receive() {
-  static std::array<char, 70000> buffer;
-  if (::recv(m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
+void BareEcho::receive(bool other) {
+  std::array<char, 4096> buffer;
+  if (::recv(other ? m_other : m_socket, buffer.data(), buffer.size(), 0) < 0) throw std::runtime_error("echo");
 }
 
 struct ModbusReader::State {

@@ -12,12 +12,14 @@ namespace bench {
 // A process that receives on one thread, hands the datagram to a second, which sends it back.
 class BareEcho {
  public:
-  explicit BareEcho(const std::string& directory);
+  // With a read, 48 bytes of a file are read for each answer.
+  explicit BareEcho(const std::string& directory, bool withRead = false);
   ~BareEcho();
   BareEcho(const BareEcho&) = delete;
   BareEcho& operator=(const BareEcho&) = delete;
-  void send(size_t requestBytes, size_t replyBytes);  // a datagram that is answered by one of `replyBytes`
-  void receive();
+  // A datagram that is answered by one of `replyBytes`, below 4096, to this client or another one.
+  void send(size_t requestBytes, size_t replyBytes, bool other = false);
+  void receive(bool other = false);
   void exchange(size_t requestBytes, size_t replyBytes) {
     send(requestBytes, replyBytes);
     receive();
@@ -25,6 +27,7 @@ class BareEcho {
 
  private:
   int m_socket = -1;
+  int m_other = -1;
   int m_sender = -1;
   ChildProcess m_server;
 };
