@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <mutex>
 #include <thread>
 
 #include "apipc.h"
@@ -130,6 +131,59 @@ TEST_F(VirtualBus, FollowsATaskThatComesBackUnderItsName) {
   EXPECT_EQ(send(kPeer, message(1, 5)), 0);
   EXPECT_EQ(third.take(), message(1, 5));
   EXPECT_EQ(second.take(), ByteVector());
+}
+
+TEST_F(VirtualBus, SaysHowManyMessagesItHasTakenAlready) {
+  ASSERT_EQ(apipc_init(kDaemon, 0), 0);
+  for (const auto& bytes : {message(1), message(2), datagram(27, 0), message(3), datagram(28, 1)}) {
+    ASSERT_TRUE(sendToDaemon(bytes));
+  }
+  struct Seen {
+    std::mutex mutex;
+    std::vector<std::pair<int, uint32_t>> messages;  // length, and how many follow
+    size_t count() {
+      const std::lock_guard guard(mutex);
+      return messages.size();
+    }
+  };
+  const auto seen = std::make_shared<Seen>();
+  std::thread([seen] {
+    apipc_loop_wait(seen.get(), [](void*, void* argument, apipc_msg_t* received, int length) {
+      apipc_que_detach(received, nullptr);
+      auto* notes = static_cast<Seen*>(argument);
+      const std::lock_guard guard(notes->mutex);
+      notes->messages.emplace_back(length, apipc_loop_ahead());
+      return 0;
+    });
+  }).detach();
+  ASSERT_TRUE(waitUntil([&] { return seen->count() == 3; }));
+  EXPECT_EQ(seen->messages, (std::vector<std::pair<int, uint32_t>>{{29, 2}, {30, 1}, {31, 0}}));
+}
+
+TEST_F(VirtualBus, SendsSeveralInOrderAndTellsOfEach) {
+  constexpr uint32_t kReturn = 0x01070400, kOther = 0x010C0002, kNobody = 0x010C0003;
+  Task peer(kPeer), other(kOther);
+  const ByteVector bytes[] = {message(1, 1),  message(1, 2),         message(1, 3, kNobody),
+                              message(70000), message(1, 4, kOther), message(1, 5)};
+  const auto sendAll = [&] {
+    std::vector<apipc_part_t> parts;
+    for (const auto& one : bytes) parts.push_back({one.data(), static_cast<uint32_t>(one.size()), 7});
+    apipc_send_all(kReturn, parts.data(), static_cast<uint32_t>(parts.size()));
+    std::vector<int> results;
+    for (const auto& part : parts) results.push_back(part.result);
+    return results;
+  };
+  EXPECT_EQ(sendAll(), (std::vector<int>{0, 0, -1, -1, 0, 0}));
+  for (const int i : {0, 1, 5}) EXPECT_EQ(peer.take(), bytes[i]);
+  EXPECT_EQ(other.take(), bytes[4]);
+  EXPECT_EQ(counters().sent, 4U);
+  EXPECT_EQ(counters().refused, 2U);
+
+  board().faults.set(vboard::Op::IpcSend, 1, -9, 1);  // the second
+  EXPECT_EQ(sendAll(), (std::vector<int>{0, -9, -1, -1, 0, 0}));
+  // A full queue costs the messages that it leaves no room for, and no other.
+  while (send(kPeer, message(1)) == 0) continue;
+  EXPECT_EQ(sendAll(), (std::vector<int>{-1, -1, -1, -1, 0, -1}));
 }
 
 TEST_F(VirtualBus, TheDaemonsSocketIsItsOwn) {

@@ -82,6 +82,9 @@ int apipc_init(uint32_t, int) {
 int apipc_loop_wait(void*, apipc_event_fn) {
   return -1;
 }
+uint32_t apipc_loop_ahead(void) {
+  return 0;
+}
 
 int apipc_enq(apipc_msg_t** message) {
   board().queue.push_back(std::move((*message)->body));
@@ -107,6 +110,10 @@ void apipc_que_detach(apipc_msg_t* message, const uint8_t*) {
 
 int apipc_send(uint32_t, const void* buffer, uint32_t length) {
   return board().take({static_cast<const uint8_t*>(buffer), length});
+}
+
+void apipc_send_all(uint32_t destination, apipc_part_t* parts, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) parts[i].result = apipc_send(destination, parts[i].buffer, parts[i].length);
 }
 
 int apipc_connect_chk_task_by_taskid(uint32_t) {

@@ -29,6 +29,10 @@ int apipc_init(uint32_t task, int flags);
  * the caller then calls it again. It sleeps for a while before it returns a failure, so that the caller need not. */
 int apipc_loop_wait(void* context, apipc_event_fn callback);
 
+/* How many messages apipc_loop_wait has already taken from the bus and will hand to `callback` after the present one,
+ * before it waits again. Within the callback. 0 where messages are taken one by one. */
+uint32_t apipc_loop_ahead(void);
+
 /* Puts a message on the process's local queue, which then owns it. Waits while the queue is full. Negative: not taken,
  * the caller still owns it. */
 int apipc_enq(apipc_msg_t** message);
@@ -45,6 +49,17 @@ void apipc_que_detach(apipc_msg_t* message, const uint8_t* body);
 /* Sends `length` bytes to the task; to task number 0x070400, to the task that the envelope's first field names. 0, or
  * -1 when there is no such task or its queue stays full for 100 ms. */
 int apipc_send(uint32_t destination, const void* buffer, uint32_t length);
+
+/* One of several messages to send, and what became of it. */
+typedef struct apipc_part {
+  const void* buffer;
+  uint32_t length;
+  int result; /* set: as apipc_send returns it */
+} apipc_part_t;
+
+/* Sends `count` messages to the same destination, in order, as that many calls of apipc_send do. A board whose bus
+ * takes several at once spares their receiver a wake-up for each. */
+void apipc_send_all(uint32_t destination, apipc_part_t* parts, uint32_t count);
 
 /* 0 when the task can be reached, else -1. */
 int apipc_connect_chk_task_by_taskid(uint32_t task);

@@ -2,6 +2,7 @@
 #include "apipc.h"
 
 #include <memory>
+#include <span>
 
 #include "virtual/board.h"
 #include "virtual/bus.h"
@@ -20,6 +21,10 @@ int apipc_init(uint32_t task, int flags) {
 
 int apipc_loop_wait(void* context, apipc_event_fn callback) {
   return board().bus->receive(context, callback);
+}
+
+uint32_t apipc_loop_ahead(void) {
+  return static_cast<uint32_t>(board().bus->ahead());
 }
 
 int apipc_enq(apipc_msg_t** message) {
@@ -54,6 +59,18 @@ int apipc_send(uint32_t destination, const void* buffer, uint32_t length) {
       [&] { return board().bus->send(receiver, message, board().faults.next(vboard::Op::IpcSend)); });
   board().activity.touch();
   return result;
+}
+
+void apipc_send_all(uint32_t destination, apipc_part_t* parts, uint32_t count) {
+  const auto singly = [] { return board().journal.on() || board().faults.armed(); };  // they look at each message
+  for (std::span<apipc_part_t> rest(parts, count); !rest.empty();) {
+    size_t taken = singly() ? 0 : board().bus->sendAtOnce(destination, rest);
+    if (taken == 0) {
+      rest[0].result = apipc_send(destination, rest[0].buffer, rest[0].length);
+      taken = 1;
+    }
+    rest = rest.subspan(taken);
+  }
 }
 
 int apipc_connect_chk_task_by_taskid(uint32_t task) {

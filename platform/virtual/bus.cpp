@@ -7,6 +7,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -28,20 +29,49 @@ uint32_t littleEndian(const uint8_t* bytes) {
          static_cast<uint32_t>(bytes[3]) << 24;
 }
 
-// Whether a datagram of this many bytes (it may be longer than what is there) is a message.
 bool wellFormed(std::span<const uint8_t> datagram) {
   return datagram.size() >= kBusEnvelope && datagram.size() <= kBusLargestMessage &&
          littleEndian(&datagram[kBusSizeField]) == datagram.size() - kBusEnvelope;
 }
 
-// Whether the task's socket file is there, and which one it is.
-bool identify(uint32_t task, uint64_t& device, uint64_t& inode) {
-  struct stat status;
-  if (::fstatat(board().directoryFd, taskFile(task).c_str(), &status, 0) != 0) return false;
-  device = status.st_dev;
-  inode = status.st_ino;
-  return true;
-}
+// Datagrams taken from the bus at once. Their memory is used as they come: a page for a short one.
+class Arrivals {
+ public:
+  static constexpr size_t kMost = 8;
+
+  // Waits for a datagram and takes what else is there. False, errno set, when the socket fails.
+  bool take(int socket) {
+    for (size_t i = 0; i < kMost; ++i) {
+      m_parts[i] = {m_memory.get() + i * kBusLargestMessage, kBusLargestMessage};
+      m_heads[i].msg_hdr = {};
+      m_heads[i].msg_hdr.msg_iov = &m_parts[i];
+      m_heads[i].msg_hdr.msg_iovlen = 1;
+    }
+    const int taken = ::recvmmsg(socket, m_heads.data(), kMost, MSG_WAITFORONE | MSG_TRUNC, nullptr);
+    m_count = taken < 0 ? 0 : static_cast<size_t>(taken);
+    return taken >= 0;
+  }
+  // How many are messages; these come first from then on, in their order.
+  size_t sortOut() {
+    size_t messages = 0;
+    for (size_t i = 0; i < m_count; ++i) {
+      const auto* bytes = static_cast<const uint8_t*>(m_heads[i].msg_hdr.msg_iov->iov_base);
+      if (m_heads[i].msg_len <= kBusLargestMessage && wellFormed({bytes, m_heads[i].msg_len})) {
+        m_messages[messages++] = {bytes, m_heads[i].msg_len};
+      }
+    }
+    return messages;
+  }
+  size_t count() const { return m_count; }
+  std::span<const uint8_t> message(size_t index) const { return m_messages[index]; }
+
+ private:
+  std::unique_ptr<uint8_t[]> m_memory = std::make_unique_for_overwrite<uint8_t[]>(kMost * kBusLargestMessage);
+  std::array<iovec, kMost> m_parts;
+  std::array<mmsghdr, kMost> m_heads;
+  std::array<std::span<const uint8_t>, kMost> m_messages;
+  size_t m_count = 0;
+};
 
 }  // namespace
 
@@ -54,7 +84,9 @@ std::string taskFile(uint32_t task) {
 
 std::shared_ptr<Peers::Peer> Peers::connect(uint32_t task) const {
   auto peer = std::make_shared<Peer>();
-  if (!identify(task, peer->device, peer->inode)) return nullptr;
+  // Held before it is connected to: a name that passes to another task in between is then found gone.
+  peer->name = Descriptor(::openat(board().directoryFd, taskFile(task).c_str(), O_PATH | O_CLOEXEC));
+  if (!peer->name) return nullptr;
   peer->socket = connectSocket(SOCK_DGRAM, taskFile(task));
   if (!peer->socket) return nullptr;
   const timeval patience{0, kPatienceMs * 1000L};
@@ -62,20 +94,21 @@ std::shared_ptr<Peers::Peer> Peers::connect(uint32_t task) const {
   return peer;
 }
 
+bool Peers::Peer::present() const {
+  struct stat status;
+  return ::fstat(name.get(), &status) == 0 && status.st_nlink > 0;
+}
+
 std::shared_ptr<Peers::Peer> Peers::find(uint32_t task) {
-  uint64_t device = 0, inode = 0;
-  const bool there = identify(task, device, inode);
   const std::lock_guard guard(m_mutex);
   const auto found = m_entries.find(task);
   if (found != m_entries.end()) {
-    const Peer& known = *found->second.peer;
-    if (there && known.device == device && known.inode == inode) {
+    if (found->second.peer->present()) {
       found->second.lastUse = ++m_uses;
       return found->second.peer;
     }
     m_entries.erase(found);
   }
-  if (!there) return nullptr;
   std::shared_ptr<Peer> peer = connect(task);
   if (!peer) return nullptr;
   if (m_entries.size() >= kCapacity) evictOldest();
@@ -134,22 +167,24 @@ int Bus::open(uint32_t task) {
 
 int Bus::receive(void* context, apipc_event_fn callback) {
   const int socket = m_socket;
-  // One buffer for all, and a copy of the message's length: most messages are a thousandth of the longest.
-  std::vector<uint8_t> buffer(socket < 0 ? 0 : kBusLargestMessage);
+  Arrivals arrivals;
   while (socket >= 0) {
-    const ssize_t length = ::recv(socket, buffer.data(), buffer.size(), MSG_TRUNC);
-    if (length < 0 && errno == EINTR) continue;
-    if (length < 0) break;
-    board().activity.touch();
-    const auto size = static_cast<size_t>(length);
-    if (size > buffer.size() || !wellFormed({buffer.data(), size})) {
-      ++m_dropped;
-      continue;
+    if (!arrivals.take(socket)) {
+      if (errno == EINTR) continue;
+      break;
     }
-    ++m_received;
-    auto message = std::make_unique<apipc_msg>();
-    message->body.assign(buffer.data(), buffer.data() + size);
-    callback(this, context, message.release(), static_cast<int>(length));
+    board().activity.touch();
+    const size_t messages = arrivals.sortOut();
+    m_dropped += arrivals.count() - messages;
+    m_ahead = messages;
+    for (size_t i = 0; i < messages; ++i) {
+      const auto bytes = arrivals.message(i);
+      auto message = std::make_unique<apipc_msg>();
+      message->body.assign(bytes.begin(), bytes.end());
+      ++m_received;
+      --m_ahead;
+      callback(this, context, message.release(), static_cast<int>(bytes.size()));
+    }
   }
   std::this_thread::sleep_for(kPauseAfterFailure);
   return -1;
@@ -190,13 +225,39 @@ int Bus::send(uint32_t receiver, std::span<const uint8_t> message, int fault) {
   return result;
 }
 
+size_t Bus::sendAtOnce(uint32_t destination, std::span<apipc_part> parts) {
+  std::array<iovec, Arrivals::kMost> buffers;
+  std::array<mmsghdr, Arrivals::kMost> heads;
+  uint32_t task = 0;
+  unsigned count = 0;
+  for (const apipc_part& part : parts.first(std::min(parts.size(), heads.size()))) {
+    const std::span message(static_cast<const uint8_t*>(part.buffer), part.length);
+    const uint32_t its = receiver(destination, message);
+    if (message.size() > kBusLargestMessage || (count > 0 && its != task)) break;
+    task = its;
+    buffers[count] = {const_cast<void*>(part.buffer), part.length};
+    heads[count].msg_hdr = {};
+    heads[count].msg_hdr.msg_iov = &buffers[count];
+    heads[count++].msg_hdr.msg_iovlen = 1;
+  }
+  const std::shared_ptr<Peers::Peer> peer = count > 0 ? m_peers.find(task) : nullptr;
+  const int sent = peer ? ::sendmmsg(peer->socket.get(), heads.data(), count, MSG_NOSIGNAL | MSG_DONTWAIT) : 0;
+  if (sent <= 0) return 0;
+  peer->stalled.store(false, std::memory_order_relaxed);
+  const auto taken = static_cast<size_t>(sent);
+  for (apipc_part& part : parts.first(taken)) part.result = 0;
+  m_sent += taken;
+  board().activity.touch();
+  return taken;
+}
+
 bool Bus::reachable(uint32_t task) const {
   return static_cast<bool>(connectSocket(SOCK_DGRAM, taskFile(task)));
 }
 
 bool Bus::pending() const {
   pollfd input{m_socket, POLLIN, 0};
-  return !queue.empty() || (input.fd >= 0 && ::poll(&input, 1, 0) > 0);
+  return ahead() > 0 || !queue.empty() || (input.fd >= 0 && ::poll(&input, 1, 0) > 0);
 }
 
 Bus::Counters Bus::counters() const {

@@ -34,8 +34,9 @@ constexpr size_t kBusSizeField = 24;  // label size: the number of bytes that fo
 class Peers {
  public:
   struct Peer {
+    bool present() const;  // whether the socket still has its name, or another task has it
     Descriptor socket;
-    uint64_t device = 0, inode = 0;    // of the socket file, to notice a task that came back under its name
+    Descriptor name;                   // the socket's file: that it is still linked costs less to see than its name
     std::atomic<bool> stalled{false};  // timed out, and has taken nothing since
   };
   static constexpr size_t kCapacity = 64;
@@ -89,11 +90,16 @@ class Bus {
   int open(uint32_t task);
   // Receives for ever. Returns -1, after a pause, when the socket fails or is not open.
   int receive(void* context, apipc_event_fn callback);
+  // Messages that `receive` has taken and not yet handed to the callback.
+  size_t ahead() const { return m_ahead; }
   // The task that a message is for: the one in its envelope when `destination` is the bus's return address.
   static uint32_t receiver(uint32_t destination, std::span<const uint8_t> message);
   // 0; -1 when there is no such task, its queue stays full for 100 ms, or the message is too long. With a fault,
   // nothing is sent and the result is the fault.
   int send(uint32_t receiver, std::span<const uint8_t> message, int fault = 0);
+  // Sends the first of these messages as long as they have the same receiver and it takes them without a wait: how many
+  // it took, whose results are set.
+  size_t sendAtOnce(uint32_t destination, std::span<apipc_part> parts);
   bool reachable(uint32_t task) const;
   // Whether a message waits that nobody has taken.
   bool pending() const;
@@ -107,6 +113,7 @@ class Bus {
   std::atomic<int> m_socket{-1};
   Descriptor m_owner;
   Peers m_peers;
+  std::atomic<size_t> m_ahead{0};
   std::atomic<uint64_t> m_received{0}, m_sent{0}, m_refused{0}, m_dropped{0};
 };
 

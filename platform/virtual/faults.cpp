@@ -24,7 +24,7 @@ void Faults::set(Op op, unsigned long count, int code, unsigned long skip) {
 }
 
 int Faults::next(Op op) {
-  if (!m_armed.load(std::memory_order_relaxed)) return 0;
+  if (!armed()) return 0;
   const std::lock_guard guard(m_mutex);
   Pending& pending = m_pending[static_cast<size_t>(op)];
   if (pending.count == 0) return 0;

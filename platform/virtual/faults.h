@@ -34,8 +34,9 @@ std::optional<Op> opFromName(std::string_view name);  // "fpga-read", ...
 class Faults {
  public:
   void set(Op op, unsigned long count, int code, unsigned long skip = 0);  // count 0 clears
-  int next(Op op);            // one call of the daemon: 0, or the code with which it must fail
-  unsigned long left(Op op);  // calls that have still to fail
+  int next(Op op);  // one call of the daemon: 0, or the code with which it must fail
+  bool armed() const { return m_armed.load(std::memory_order_relaxed); }  // whether calls may have to fail
+  unsigned long left(Op op);                                              // calls that have still to fail
 
  private:
   struct Pending {

@@ -25,6 +25,7 @@ namespace TIRK_MCUC {
 class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
  public:
   static constexpr size_t kMostUiids = 4096;
+  static constexpr size_t kMostHeldBytes = 4096;
 
   McuIMDThread() = default;
   McuIMDThread(const McuIMDThread&) = delete;
@@ -39,8 +40,11 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   int UnInit();   // Release; 0
 
   // --- sending. Any thread, several at once. 0; 0x80005004 no record; 0x8000503A not encodable; 0x80005036 not sent.
-  unsigned ReplyMsgNew(IMD_proto3rd* record);  // to the return task, which finds the requester by the envelope
-  unsigned SendMsgNew(IMD_proto3rd* record);   // to the task in `processID`
+  // To the return task, which finds the requester by the envelope. The reply to a read is held while the wait thread
+  // has taken more messages from the bus already: each reply wakes its receiver, and several at once cost it one change
+  // of thread. It is sent, in order and with its own lines, before anything else is: 0 for one that is held.
+  unsigned ReplyMsgNew(IMD_proto3rd* record);
+  unsigned SendMsgNew(IMD_proto3rd* record);  // to the task in `processID`
 
   // --- receiving.
   // The bus callback, wait thread; `argument` is the McuIMDThread. Owns the message, and handles it or puts it on the
@@ -76,7 +80,9 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   std::optional<apipc_msg_t*> takeMessage();  // empty: asked to end
   unsigned dealMessage(apipc_msg_t* message);
   void noteSender(uint32_t uiid);
-  unsigned sendFrame(IMD_proto3rd* record, uint32_t destination);
+  unsigned sendFrame(IMD_proto3rd* record, uint32_t destination, bool mayWait);
+  bool hold(std::vector<uint8_t>& message);
+  void sendHeld();
   bool waitForFpga();
   void restoreUnlessReset();
 
@@ -105,6 +111,11 @@ class McuIMDThread : public std::enable_shared_from_this<McuIMDThread> {
   // none, there are none until it hands over the next.
   std::atomic<size_t> m_handedOver{0};
   std::atomic<bool> m_receiving{false};  // the receive thread has begun
+
+  std::atomic<bool> m_holding{false};  // the wait thread handles a message, and may hold the reply
+  CMutexThread m_heldMutex;            // guards m_held; a leaf, held while they are sent
+  std::vector<std::vector<uint8_t>> m_held;
+  std::atomic<size_t> m_heldBytes{0};
 
   uint32_t m_lastCalculateCnt = 0;  // flag thread: the calculation counter as seen in the previous cycle
 };

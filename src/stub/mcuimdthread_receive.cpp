@@ -55,8 +55,15 @@ int McuIMDThread::ipc_event_deal(void*, void* argument, apipc_msg_t* message, in
     return static_cast<int>(kInvalidMessage);
   }
   auto* self = static_cast<McuIMDThread*>(argument);
-  if (!self->answersWithoutWait(message)) return static_cast<int>(self->handOver(message));
+  if (!self->answersWithoutWait(message)) {
+    self->sendHeld();
+    return static_cast<int>(self->handOver(message));
+  }
+  const bool more = apipc_loop_ahead() > 0;
+  self->m_holding = more || self->m_heldBytes > 0;  // the last one goes with those that are held
   self->dealMessage(message);
+  self->m_holding = false;
+  if (!more) self->sendHeld();
   return 0;
 }
 

@@ -1,4 +1,4 @@
-// The send path: replies, and frames on the daemon's own initiative. Re-entrant: nothing here is shared.
+// The send path: replies, and frames on the daemon's own initiative. Re-entrant; replies that are held are shared.
 #include <algorithm>
 #include <string>
 
@@ -30,33 +30,23 @@ void dumpMessage(Bytes message) {
   }
 }
 
-}  // namespace
-
-unsigned McuIMDThread::ReplyMsgNew(IMD_proto3rd* record) {
-  return sendFrame(record, taskIdentifier(kTaskReturn));
-}
-
-unsigned McuIMDThread::SendMsgNew(IMD_proto3rd* record) {
-  return record == nullptr ? kInvalidMessage : sendFrame(record, record->processID);
-}
-
-unsigned McuIMDThread::sendFrame(IMD_proto3rd* record, uint32_t destination) {
-  if (record == nullptr) return kInvalidMessage;
-  TRACE_INFO("=============================== Begin reply Message =============================");
-  std::vector<uint8_t> message(kEnvelopeLength +
-                               std::min<size_t>(record->proto.EncodedLength(), TP_SEND_BUFFER_LENGTH));
+// The record as a message of the bus. Empty, after an Error line, when it cannot be encoded.
+std::vector<uint8_t> encodeMessage(IMD_proto3rd& record) {
+  std::vector<uint8_t> message(kEnvelopeLength + std::min<size_t>(record.proto.EncodedLength(), TP_SEND_BUFFER_LENGTH));
   const int length =
-      record->proto.Encode(message.data() + kEnvelopeLength, static_cast<int>(message.size()) - kEnvelopeLength);
+      record.proto.Encode(message.data() + kEnvelopeLength, static_cast<int>(message.size()) - kEnvelopeLength);
   if (length < kShortestFrame) {
     TRACE_ERROR("=== ReplyMsg ===ReplyMsg: Encode failed! return.");
-    return kEncodeFailed;
+    return {};
   }
-  record->ipcHeader.result = record->proto.m_ucAck;
-  record->ipcHeader.payloadLength = static_cast<uint32_t>(length);
-  record->ipcHeader.encode(std::span(message).first<kEnvelopeLength>());
-  TRACE_INFO("ReplyMsg: the ack = " << record->proto.m_ucAck);
-  TRACE_INFO("================================= Begin apipc send ==============================");
-  const int result = apipc_send(destination, message.data(), static_cast<uint32_t>(message.size()));
+  record.ipcHeader.result = record.proto.m_ucAck;
+  record.ipcHeader.payloadLength = static_cast<uint32_t>(length);
+  record.ipcHeader.encode(std::span(message).first<kEnvelopeLength>());
+  TRACE_INFO("ReplyMsg: the ack = " << record.proto.m_ucAck);
+  return message;
+}
+
+unsigned noteResult(Bytes message, int result) {
   TRACE_INFO("================================= Finish apipc send =============================");
   if (result != 0) {
     TRACE_ERROR("=== ReplyMsg ===ReplyMsg: reply message Failed! ret = " << result);
@@ -66,6 +56,55 @@ unsigned McuIMDThread::sendFrame(IMD_proto3rd* record, uint32_t destination) {
   dumpMessage(message);
   TRACE_INFO("=============================== Finish reply Message ============================");
   return 0;
+}
+
+unsigned transmit(uint32_t destination, Bytes message) {
+  TRACE_INFO("================================= Begin apipc send ==============================");
+  return noteResult(message, apipc_send(destination, message.data(), static_cast<uint32_t>(message.size())));
+}
+
+}  // namespace
+
+unsigned McuIMDThread::ReplyMsgNew(IMD_proto3rd* record) {
+  return sendFrame(record, taskIdentifier(kTaskReturn),
+                   m_holding && record != nullptr && record->proto.m_ucCode == kCodeRead);
+}
+
+unsigned McuIMDThread::SendMsgNew(IMD_proto3rd* record) {
+  return record == nullptr ? kInvalidMessage : sendFrame(record, record->processID, false);
+}
+
+unsigned McuIMDThread::sendFrame(IMD_proto3rd* record, uint32_t destination, bool mayWait) {
+  if (record == nullptr) return kInvalidMessage;
+  TRACE_INFO("=============================== Begin reply Message =============================");
+  std::vector<uint8_t> message = encodeMessage(*record);
+  if (message.empty()) return kEncodeFailed;
+  if (mayWait && hold(message)) return 0;
+  sendHeld();
+  return transmit(destination, message);
+}
+
+// Takes the message, unless so much is held that sending it is worth a wake-up.
+bool McuIMDThread::hold(std::vector<uint8_t>& message) {
+  const CMutexGuardT guard(m_heldMutex);
+  if (m_heldBytes + message.size() > kMostHeldBytes) return false;
+  m_heldBytes += message.size();
+  m_held.push_back(std::move(message));
+  return true;
+}
+
+// Whoever sends calls it first: what another thread reports never overtakes a reply that was made before.
+void McuIMDThread::sendHeld() {
+  if (m_heldBytes == 0) return;
+  const CMutexGuardT guard(m_heldMutex);
+  std::vector<apipc_part_t> parts;
+  parts.reserve(m_held.size());
+  for (const auto& message : m_held) parts.push_back({message.data(), static_cast<uint32_t>(message.size()), 0});
+  TRACE_INFO("================================= Begin apipc send ==============================");
+  apipc_send_all(taskIdentifier(kTaskReturn), parts.data(), static_cast<uint32_t>(parts.size()));
+  for (size_t i = 0; i < parts.size(); ++i) noteResult(m_held[i], parts[i].result);
+  m_held.clear();
+  m_heldBytes = 0;
 }
 
 }  // namespace TIRK_MCUC

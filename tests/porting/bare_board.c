@@ -73,6 +73,10 @@ int apipc_loop_wait(void* context, apipc_event_fn callback) {
   for (;;) pause();
 }
 
+uint32_t apipc_loop_ahead(void) {
+  return 0;
+}
+
 int apipc_enq(apipc_msg_t** message) {
   (void)message;
   return kFailed;
@@ -96,6 +100,10 @@ void apipc_que_detach(apipc_msg_t* message, const uint8_t* body) {
 int apipc_send(uint32_t destination, const void* buffer, uint32_t length) {
   (void)destination, (void)buffer, (void)length;
   return kFailed;
+}
+
+void apipc_send_all(uint32_t destination, apipc_part_t* parts, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) parts[i].result = apipc_send(destination, parts[i].buffer, parts[i].length);
 }
 
 int apipc_connect_chk_task_by_taskid(uint32_t task) {
