@@ -1,5 +1,7 @@
 #include "daemon.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <fstream>
 #include <stdexcept>
@@ -17,8 +19,16 @@ namespace {
 
 constexpr auto kStartUp = std::chrono::milliseconds(2500);  // the daemon settles for two seconds after its start
 
-// Returns when the daemon answers.
-void untilItAnswers(const std::string& board) {
+// Which file the socket of the daemon is; 0: there is none.
+ino_t socketOf(const std::string& board) {
+  struct stat status {};
+  return ::stat((board + "/bus/010a4200").c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+// Returns when the daemon answers. Until it has made its socket anew nothing but that is looked for, which costs the
+// core that both share next to nothing.
+void untilItAnswers(const std::string& board, ino_t oldSocket) {
+  while (socketOf(board) == oldSocket) std::this_thread::sleep_for(std::chrono::microseconds(100));
   for (;;) {
     try {
       kadctl::BusClient client(board);
@@ -56,9 +66,10 @@ void Daemon::settle() const {
 
 double Daemon::restart() {
   m_process = ChildProcess();
+  const ino_t oldSocket = socketOf(board());
   const auto begin = Clock::now();
   m_process = startDaemon(board());
-  untilItAnswers(board());
+  untilItAnswers(board(), oldSocket);
   return microsecondsSince(begin) / 1000;
 }
 

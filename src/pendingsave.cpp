@@ -1,6 +1,7 @@
 #include "pendingsave.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -171,6 +172,9 @@ bool redoNote(const ReadNote& note, Program program) {
 }  // namespace
 
 PendingSave::PendingSave(std::span<const SavePart> parts) : m_guard(saves().mutex) {
+  // The worker stands here before each piece of its work that takes long. Having waited for the core it would else keep
+  // it until the last one is done, and whoever asks meanwhile waits for all of them.
+  sched_yield();
   if (saves().depth++ != 0) return;
   try {
     m_noted = noteSave(parts);

@@ -18,7 +18,7 @@
 
 namespace TIRK_MCUC {
 
-// Around the programming of the parts.
+// Around the programming of the parts. Lets other threads run first.
 class PendingSave {
  public:
   // Notes the parts as one: after a loss of power all of them are done or none. No note is made, and the save goes on

@@ -78,6 +78,14 @@ TEST_F(AlarmTest, AGapBetweenChecksIsMadeUpForAtOnce) {
   }
 }
 
+TEST_F(AlarmTest, AnOldGapIsForgottenOnceNothingIsOwed) {
+  alarm.reset(at("07:00:00"));
+  alarm.arm(0x20, 0x00);
+  EXPECT_EQ(alarm.check(at("12:00:00")), BrightnessAlarm::kQuiet);
+  alarm.arm(0x11, 0x00);  // lies in the gap, but was not armed then
+  EXPECT_THAT(fired(at("12:00:02"), at("12:10:00")), IsEmpty());
+}
+
 TEST_F(AlarmTest, OfAGapOfDaysTheLastDayIsMadeUpFor) {
   alarm.reset(at("13:00:00"));
   alarm.arm(0x18, 0x00);

@@ -38,12 +38,9 @@ TEST(BrightnessPlan, MixedNodeInForceAmongTheEnabledOnes) {
   const Case cases[] = {
       {all, 0x06, 0x29, 2},
       {all, 0x06, 0x30, 0},
-      {all, 0x12, 0x30, 1},
       {all, 0x23, 0x59, 2},
       {middle, 0x00, 0x00, 1},
-      {middle, 0x18, 0x30, 1},
       {ends, 0x13, 0x00, 0},
-      {ends, 0x06, 0x00, 2},
       {unsorted, 0x13, 0x00, 0},  // the walk ends at the first node that is still to come
       {unsorted, 0x21, 0x00, 2},
       {planOf({{0x06, false}, {0x12, false}}), 0x07, 0x00, kNoNode},
@@ -229,7 +226,8 @@ TEST(BrightnessPlan, FallbackAndTimesAreBounded) {
   EXPECT_TRUE(parseMixedPlan(atEnd.region).fallbackEnabled);
   EXPECT_FALSE(parseMixedPlan(atEnd.word(10, 4096 - 2).region).fallbackEnabled);
   RegionMaker noTime;
-  noTime.word(5, 600).put(600, {1, 0x24, 0x00, 0, 0, 0x7F, 50, 1});
+  noTime.word(5, 600).put(600, {1, 0x24, 0x00, 0, 2, 0x7F, 50, 1});
+  EXPECT_FALSE(parseMixedPlan(noTime.region).nodes[0].sensor);  // only 1 is sensor-driven
   EXPECT_EQ(parseMixedPlan(noTime.region).problems.size(), 1U);
   EXPECT_THAT(parseMixedPlan(noTime.put(607, {0}).region).problems, IsEmpty());  // it is not enabled
 }

@@ -106,16 +106,13 @@ TEST_F(CardForwarding, EachChunkIsFollowedByThePauseOfItsKind) {
     EXPECT_EQ(write(test.routine, test.address, ByteVector(test.length)), done());
     EXPECT_GE(monotonicMs() - start, test.atLeastMs) << std::hex << test.address;
   }
-  const auto correction = [this] {
+  const auto correction = [this](uint8_t highSpeed) {
+    Data_Global::getInstance()->_gCorroentHighSpeed = highSpeed;
     const int64_t start = monotonicMs();
     write(kScan, 0x07000000, ByteVector(40 * 512));
     return monotonicMs() - start;
   };
-  const int64_t slow = correction();
-  Data_Global::getInstance()->_gCorroentHighSpeed = 1;
-  const int64_t fast = correction();
-  EXPECT_GE(slow, 200);
-  EXPECT_LT(fast, slow);
+  EXPECT_LT(correction(1), correction(0));
 }
 
 TEST_F(CardForwarding, AReadStopsAtTheChunkThatFails) {
@@ -224,7 +221,6 @@ TEST_F(CardForwarding, APortIsLinkedByCopperOrByUsedOptics) {
       {9, {0, 0, 0, 0}, {0, 0, 0, 0x02}, 0, true},          {9, {0, 0, 0, 0}, {0, 0, 0, 0x02}, 0xA0, false},
       {9, {0, 0, 0, 0}, {0, 0x02, 0, 0}, 0, true},          {9, {0, 0, 0, 0}, {0x02, 0, 0x02, 0}, 0, false},
       {7, {0, 0, 0, 0}, {0x80, 0, 0, 0}, 0x50, true},       {7, {0, 0, 0, 0}, {0, 0, 0x80, 0}, 0, true},
-
       {12, {0, 0, 0, 0}, {0xFF, 0, 0xFF, 0}, 0, false},     {255, {0, 0, 0, 0}, {0, 0, 0, 0}, 0xA0, true},
       {16, repeated(4, 0xFF), repeated(4, 0xFF), 0, false}, {-1, repeated(4, 0xFF), repeated(4, 0xFF), 0, false}};
   for (const auto& test : kCases) {

@@ -149,7 +149,7 @@ ByteVector patternBlock(const Pattern& p) {
   return block;
 }
 
-TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixel) {
+TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixelAndTheStrobeComesLast) {
   setFpga(0x2C, bytes({0x80, 0x07}));
   setFpga(0x26, bytes({0x38, 0x04}));
   constexpr uint16_t kUntouched = 0x5555;
@@ -169,7 +169,10 @@ TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixel) {
                                 {0, 3, 3, 8, 8, kUntouched, kUntouched, kUntouched, kUntouched}};
   for (const Pattern& p : kCases) {
     store.HardwareScreenGenReg.write(0, patternBlock(p));
+    clearJournal();
     store.ScreenPatternGenProcess();
+    EXPECT_THAT(did("fpga w"), ElementsAre(StartsWith("fpga w 0x00a00000 27 "), StartsWith("fpga w 0x00a0001c 29 "),
+                                           "fpga w 0x00a0001b 1 a8", "fpga w 0x00a0001b 1 00"));
     const ByteVector sent = fpga(0xA00000, 0x39);
     std::vector<int> words;
     for (const size_t at : {0x02, 0x04, 0x25, 0x27, 0x2D, 0x2F, 0x35, 0x37}) words.push_back(wordAt(sent, at));
@@ -179,13 +182,6 @@ TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixel) {
         << testing::PrintToString(std::tuple(p.kind, p.x, p.y, p.sizeX, p.sizeY));
     EXPECT_EQ(store.HardwareScreenGenReg.byte(0x1B), 0);
   }
-}
-
-TEST_F(ColourPipelineTest, APatternStartsByItsStrobeAfterAllElse) {
-  store.HardwareScreenGenReg.write(0, patternBlock({1, 3, 0, 8, 8, 0, 0, 0, 0}));
-  store.ScreenPatternGenProcess();
-  EXPECT_THAT(did("fpga w"), ElementsAre(StartsWith("fpga w 0x00a00000 27 "), StartsWith("fpga w 0x00a0001c 29 "),
-                                         "fpga w 0x00a0001b 1 a8", "fpga w 0x00a0001b 1 00"));
 }
 
 // --- Handlers

@@ -131,15 +131,9 @@ TEST(FrameCodec, TakesAWritesDataOnlyIfItIsThere) {
   }
 }
 
-TEST(FrameCodec, SumsAllButTagAndSum) {
-  ByteVector wire(20);
-  wire[0] = 0xFF;
-  wire[1] = 0xFF;
+TEST(FrameCodec, TheSumWraps) {
   uint16_t sum = 0;
-  MCUCMsg::CaculCheckout(wire.data(), 2, 16, sum);
-  EXPECT_EQ(sum, 0x5555);
-
-  ByteVector high(65536, 0xFF);  // bytes of 128 and more count as they are, and the sum wraps
+  const ByteVector high(65536, 0xFF);  // bytes of 128 and more count as they are
   MCUCMsg::CaculCheckout(high.data(), 2, 65532, sum);
   EXPECT_EQ(sum, (0x5555U + 65532U * 0xFFU) % 65536U);
 }

@@ -58,8 +58,7 @@ TEST_F(HardwareInfo, WritesExactlyTheFieldThatIsMeant) {
   const ByteVector whole(kBlockSize, 0x77);
   const struct {
     int offset;
-    ByteVector data;
-    ByteVector expected;
+    ByteVector data, expected;
   } kCases[] = {
       {2, bytes({1, 2}), changed(2, bytes({1, 2}))},
       {7, bytes({3, 4}), changed(7, bytes({3, 4}))},
@@ -68,7 +67,6 @@ TEST_F(HardwareInfo, WritesExactlyTheFieldThatIsMeant) {
       {0x3D, bytes({1, 2, 3, 4, 5, 6, 7}), changed(0x3D, bytes({1, 2, 3, 4, 5, 6, 7}))},
       {0x3D, bytes({1, 2, 3, 4, 5, 6}), m_block},
       {2, bytes({1, 2, 3}), m_block},
-      {0, bytes({1, 2}), m_block},
       {0x16, repeated(8, 1), m_block},
       {0, repeated(255, 1), m_block},
   };

@@ -120,11 +120,8 @@ TEST(MosaicGeometry, TheListRepeatsAsOftenAsItFitsAndLeavesTheRest) {
 }
 
 TEST(MosaicGeometry, EachModeStartsAtItsCornerAndRunsItsWay) {
-  struct Case {
-    uint8_t mode;
-    std::vector<CardPosition> wiring;  // of 2 rows x 3 columns of 10 x 20 pixels
-  };
-  const Case cases[] = {
+  const std::pair<uint8_t, std::vector<CardPosition>> cases[] = {
+      // of 2 rows x 3 columns of 10 x 20 pixels
       {0, {{0, 0}, {10, 0}, {20, 0}, {20, 20}, {10, 20}, {0, 20}}},
       {1, {{0, 0}, {0, 20}, {10, 20}, {10, 0}, {20, 0}, {20, 20}}},
       {2, {{20, 0}, {10, 0}, {0, 0}, {0, 20}, {10, 20}, {20, 20}}},
@@ -134,7 +131,7 @@ TEST(MosaicGeometry, EachModeStartsAtItsCornerAndRunsItsWay) {
       {6, {{20, 20}, {10, 20}, {0, 20}, {0, 0}, {10, 0}, {20, 0}}},
       {7, {{20, 20}, {20, 0}, {10, 0}, {10, 20}, {0, 20}, {0, 0}}},
   };
-  for (const Case& c : cases) EXPECT_EQ(wired(c.mode, 2, 3, {10, 20}), c.wiring) << "mode " << int{c.mode};
+  for (const auto& [mode, wiring] : cases) EXPECT_EQ(wired(mode, 2, 3, {10, 20}), wiring) << "mode " << int{mode};
 }
 
 TEST(MosaicGeometry, WhatCannotBeLaidOutIsInvalid) {

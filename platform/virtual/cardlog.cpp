@@ -105,13 +105,13 @@ int CardLog::append(Record record) {
 }
 
 int CardLog::replace(const Produce& produce) {
-  Descriptor fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
-  if (!fresh) return -1;
+  Descriptor fresh;
   std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
   uint64_t size = 0;
   bool good = true;
   const auto flush = [&] {
-    good = good && put(fresh, bytes);
+    if (!fresh) fresh = openFile(boardFile(kFreshFile), O_RDWR | O_CREAT | O_TRUNC | O_APPEND);
+    good = good && fresh && put(fresh, bytes);
     size += bytes.size();
     bytes.clear();
   };
@@ -119,6 +119,10 @@ int CardLog::replace(const Produce& produce) {
     putRecord(bytes, record);
     if (bytes.size() >= kWriteSize) flush();
   });
+  if (size == 0 && holds(bytes)) {
+    m_replacedSize = m_size;
+    return 0;
+  }
   flush();
   if (!good || std::rename(boardFile(kFreshFile).c_str(), boardFile(kFile).c_str()) != 0) {
     ::unlink(boardFile(kFreshFile).c_str());
@@ -127,6 +131,12 @@ int CardLog::replace(const Produce& produce) {
   m_file = std::move(fresh);
   m_size = m_replacedSize = size;
   return 0;
+}
+
+bool CardLog::holds(Record bytes) const {
+  std::vector<uint8_t> present(bytes.size());
+  return m_size == bytes.size() && readAllAt(m_file.get(), present, 0) == 0 &&
+         std::equal(bytes.begin(), bytes.end(), present.begin());
 }
 
 bool CardLog::wantsReplacing() const {

@@ -20,11 +20,14 @@ class CardLog {
   // Opens or makes the file and hands over its records, oldest first. A record that was cut short by the end of its
   // process is dropped. Throws std::runtime_error with what is wrong.
   void open(const Take& take);
-  int append(Record record);            // 0; -1: nothing was appended
-  int replace(const Produce& produce);  // with the records given, in one step. 0; -1: the old ones are still there
-  bool wantsReplacing() const;          // far longer than when it was last replaced
+  int append(Record record);  // 0; -1: nothing was appended
+  // With the records given, in one step; a file that holds just them stays. 0; -1: the old ones are still there.
+  int replace(const Produce& produce);
+  bool wantsReplacing() const;  // far longer than when it was last replaced
 
  private:
+  bool holds(Record bytes) const;  // these bytes and no others
+
   Descriptor m_file;
   uint64_t m_size = 0;
   uint64_t m_replacedSize = 0;

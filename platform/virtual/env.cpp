@@ -73,6 +73,7 @@ int Env::set(const std::string& key, const std::string& value) {
   if (!text) text.emplace();
   const std::string fresh = key + "=" + value;
   if (const auto line = find(*text, key)) {
+    if (text->compare(line->begin, line->length, fresh) == 0) return 0;  // a new file costs much of a start's time
     text->replace(line->begin, line->length, fresh);
   } else {
     *text += fresh + "\n";
