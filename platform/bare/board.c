@@ -18,6 +18,8 @@
 #include "stinfo.h"
 #include "sysconfenv.h"
 
+#pragma GCC diagnostic ignored "-Wunused-parameter" /* most of what it is given concerns nothing that is there */
+
 enum { kFailed = -1, kNone = 0 };
 
 /* --- boardhost.h */
@@ -39,12 +41,10 @@ int board_sync_file(int fd) {
 }
 
 int board_system(const char* command) {
-  (void)command;
   return kFailed;
 }
 
 int board_command_line(const char* command, char* line, size_t capacity) {
-  (void)command, (void)line, (void)capacity;
   return kFailed;
 }
 
@@ -53,7 +53,6 @@ int board_clock_get(struct timeval* now) {
 }
 
 int board_clock_set(const struct timeval* now) {
-  (void)now;
   return kFailed;
 }
 
@@ -64,12 +63,10 @@ uint8_t apcard_bit_self(void) {
 }
 
 int apipc_init(uint32_t task, int flags) {
-  (void)task, (void)flags;
   return 0;
 }
 
 int apipc_loop_wait(void* context, apipc_event_fn callback) {
-  (void)context, (void)callback;
   for (;;) pause();
 }
 
@@ -78,27 +75,22 @@ uint32_t apipc_loop_ahead(void) {
 }
 
 int apipc_enq(apipc_msg_t** message) {
-  (void)message;
   return kFailed;
 }
 
 int apipc_deq(apipc_msg_t** message) {
-  (void)message;
   return kFailed;
 }
 
 const uint8_t* apipc_que_attach(apipc_msg_t* message, uint32_t* length) {
-  (void)message;
   *length = 0;
   return NULL;
 }
 
 void apipc_que_detach(apipc_msg_t* message, const uint8_t* body) {
-  (void)message, (void)body;
 }
 
 int apipc_send(uint32_t destination, const void* buffer, uint32_t length) {
-  (void)destination, (void)buffer, (void)length;
   return kFailed;
 }
 
@@ -107,7 +99,6 @@ void apipc_send_all(uint32_t destination, apipc_part_t* parts, uint32_t count) {
 }
 
 int apipc_connect_chk_task_by_taskid(uint32_t task) {
-  (void)task;
   return kFailed;
 }
 
@@ -121,42 +112,34 @@ int Flash_Init(void) {
 }
 
 int WriteFPGABlock(int bus, uint32_t addr, uint16_t length, const uint8_t* data) {
-  (void)bus, (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int ReadFPGABlock(int bus, uint32_t addr, uint16_t length, uint8_t* data) {
-  (void)bus, (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int ReadDataFromFlashx(uint32_t addr, uint32_t length, uint8_t* data) {
-  (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int WriteDataToFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
-  (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int WriteDataToFactoryTmpFlashx(uint32_t addr, uint32_t length, const uint8_t* data) {
-  (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int board_flash_peek(uint32_t addr, uint32_t length, uint8_t* data) {
-  (void)addr, (void)length, (void)data;
   return kFailed;
 }
 
 int ReadFPGAformRecvCard(int bus, const RECVCARD_MESG_T* header, uint8_t port, uint8_t* data) {
-  (void)bus, (void)header, (void)port, (void)data;
   return kFailed;
 }
 
 int WriteFPGAToRecvCard(int bus, const RECVCARD_MESG_T* header, uint8_t port, const uint8_t* data) {
-  (void)bus, (void)header, (void)port, (void)data;
   return kFailed;
 }
 
@@ -167,12 +150,10 @@ int sysconf_openenv(void) {
 }
 
 const char* sysconf_getenv(const char* key) {
-  (void)key;
   return NULL;
 }
 
 int sysconf_setenv(const char* key, const char* value) {
-  (void)key, (void)value;
   return kFailed;
 }
 
@@ -198,39 +179,32 @@ int ll_initial(void) {
 }
 
 uint32_t ll_find_input_next(uint32_t object) {
-  (void)object;
   return kNone;
 }
 
 int ll_find_input_filter_all(uint32_t object, uint32_t* id) {
-  (void)object, (void)id;
   return kNone;
 }
 
 int ll_get_input_info(uint32_t id, en_if_t* type, uint32_t* capability) {
-  (void)id, (void)type, (void)capability;
   return kFailed;
 }
 
 int ll_input_set_edid(uint32_t id, const uint8_t* edid, uint32_t length) {
-  (void)id, (void)edid, (void)length;
   return kFailed;
 }
 
 int ll_input_get_edid(uint32_t id, uint8_t* edid, uint32_t length) {
-  (void)id, (void)edid, (void)length;
   return kFailed;
 }
 
 int ll_get_Illuminance_value(int sensor, uint16_t* value) {
-  (void)sensor, (void)value;
   return kFailed;
 }
 
 /* --- edidapi.h */
 
 static int generateNothing(const edid_request_t* request, uint8_t edid[256]) {
-  (void)request, (void)edid;
   return kFailed;
 }
 
@@ -240,35 +214,28 @@ const edid_api_t ModifyEDID_API = {generateNothing};
 
 void HDR10GammaCalculation(uint16_t peak_luminance, uint16_t ambient_light, uint8_t brightness, uint8_t bit_width,
                            uint8_t low_grey_effect, uint8_t high_grey_effect, uint8_t table[8192]) {
-  (void)peak_luminance, (void)ambient_light, (void)brightness, (void)bit_width;
-  (void)low_grey_effect, (void)high_grey_effect;
   memset(table, 0, 8192);
 }
 
 void HLGGammaCalculation(uint8_t hlg_class, uint8_t table[8192]) {
-  (void)hlg_class;
   memset(table, 0, 8192);
 }
 
 void PictureQualityCalculation(COLORSPACECONVERT kind, uint16_t saturation, uint16_t contrast, uint16_t hue,
                                uint8_t argument, uint8_t block[32]) {
-  (void)kind, (void)saturation, (void)contrast, (void)hue, (void)argument;
   memset(block, 0, 32);
 }
 
 /* --- netinfo.h, stinfo.h */
 
 int netinfo_set_eth_mode(int mode) {
-  (void)mode;
   return kFailed;
 }
 
 int netinfo_set_curr_ip(const char* address, const char* netmask, const char* gateway) {
-  (void)address, (void)netmask, (void)gateway;
   return kFailed;
 }
 
 int st_info_op(int operation, uint32_t address, uint32_t length, const uint8_t* data) {
-  (void)operation, (void)address, (void)length, (void)data;
   return kFailed;
 }
