@@ -17,6 +17,7 @@
 #include "support/waiting.h"
 #include "sysconfenv.h"
 #include "virtual/board.h"
+#include "virtual/cards.h"
 #include "virtual/files.h"
 #include "virtual/inputs.h"
 #include "virtual/lights.h"
@@ -138,16 +139,14 @@ TEST(Board, IsNotOpenedWhenSomethingIsWrong) {
 TEST(Board, DoesNotFollowLinksOutOfItsDirectory) {
   const TemporaryDirectory outside;
   outside.put("env", "mine=1\n");
-  const TemporaryDirectory linkedRoot;
-  fs::create_directory_symlink(outside.path(), linkedRoot.path() / "root");
-  EXPECT_NE(openError(linkedRoot.path()), "");
-  const TemporaryDirectory linkedPart;
-  fs::create_directories(linkedPart.path() / "root/data/tirk/etc");
-  fs::create_directory_symlink(outside.path(), linkedPart.path() / "root/data/tirk/etc/sysconf");
-  EXPECT_NE(openError(linkedPart.path()), "");
-  const TemporaryDirectory linkedFile;
-  fs::create_symlink(outside.path() / "env", linkedFile.path() / "clock");
-  EXPECT_NE(openError(linkedFile.path()), "");
+  const std::pair<const char*, const char*> links[] = {
+      {"root", ""}, {"root/data/tirk/etc/sysconf", ""}, {"clock", "env"}};
+  for (const auto& [link, target] : links) {
+    const TemporaryDirectory directory;
+    fs::create_directories((directory.path() / link).parent_path());
+    fs::create_symlink(outside.path() / target, directory.path() / link);
+    EXPECT_NE(openError(directory.path()), "") << link;
+  }
   EXPECT_EQ(std::distance(fs::directory_iterator(outside.path()), fs::directory_iterator()), 1);
   EXPECT_EQ(outside.get("env"), "mine=1\n");
 }
@@ -169,13 +168,13 @@ TEST(Board, KeepsItsStateWhenTheDaemonIsKilled) {
   });
   ASSERT_TRUE(WIFSIGNALED(status));
   ASSERT_EQ(openError(directory.path()), "");
-  uint8_t read[3] = {};
-  EXPECT_EQ(board().fpga.read(0x100, read), 0);
-  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
-  EXPECT_EQ(board().fpga.read(0x1E, read), 0);
-  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
-  EXPECT_EQ(board().flash.read(0xB98000, read), 0);
-  EXPECT_TRUE(std::equal(read, read + 3, kBytes));
+  const auto holds = [&kBytes](const auto& memory, uint32_t address) {
+    uint8_t read[3] = {};
+    return memory.read(address, read) == 0 && std::equal(read, read + 3, kBytes);
+  };
+  EXPECT_TRUE(holds(board().fpga, 0x100));
+  EXPECT_TRUE(holds(board().fpga, 0x1E));
+  EXPECT_TRUE(holds(board().flash, 0xB98000));
   EXPECT_EQ(board().env.get("key"), "a value");
   EXPECT_NEAR(double(board().clock.nowUs()), 4102444800e6, 60e6);
   EXPECT_EQ(board().inputs->at(1)->edid, edid);
@@ -186,24 +185,39 @@ TEST(Board, KeepsItsStateWhenTheDaemonIsKilled) {
 
 TEST(Power, ARebootTheDaemonDidNotLiveThroughIsFinished) {
   const TemporaryDirectory directory;
-  ASSERT_EQ(inChild([&] { ASSERT_EQ(openError(directory.path()), ""); }), 0);
+  const CardAddress card{CardKind::Receiving, 2, 0};
+  const auto opened = [&](const std::function<bool()>& work) {
+    return inChild([&] { ::_exit(openError(directory.path()).empty() && work() ? 0 : 1); }) == 0;
+  };
+  const auto byteOf = [](const auto& memory, auto address) {
+    uint8_t byte = 1;
+    return memory.read(address, {&byte, 1}) == 0 ? byte : -1;
+  };
+  const auto reboot = [&](const std::string& factoryImage) {
+    directory.put(kFlag, "");
+    directory.put("rebooting", "");
+    directory.put(kFlash + "_factory_tmp", factoryImage);
+  };
   directory.put("board.conf", "fpga_load_ms = -1\n");
-  directory.put(kFlag, "");
-  directory.put("rebooting", "");
-  fs::resize_file(directory.path() / "fpga", 0);
-  directory.put("fpga", "registers");
-  fs::copy_file(directory.path() / kFlash, directory.path() / (kFlash + "_factory_tmp"));
-  ASSERT_EQ(inChild([&] {
-              ASSERT_EQ(openError(directory.path()), "");
-              uint8_t byte = 1;
-              if (board().fpga.read(0, {&byte, 1}) != 0 || byte != 0) ::_exit(1);
-              if (board().flash.write(0, std::vector<uint8_t>{0x5A}) != 0) ::_exit(2);
-            }),
-            0);
-  EXPECT_FALSE(fs::exists(directory.path() / kFlag));
-  EXPECT_FALSE(fs::exists(directory.path() / (kFlash + "_factory_tmp")));
-  EXPECT_EQ(readFile(directory.path() / kFlash).value_or(" ")[0], 0x5A) << "the swapped image is the one in use";
-  EXPECT_FALSE(fs::exists(directory.path() / "rebooting"));
+  ASSERT_TRUE(opened([&] {
+    const uint8_t data[] = {7};
+    return board().fpga.write(0, data) + board().cards->setChain(2, 1, 8, 8) + board().cards->write(card, 1, data) +
+               board().flash.write(1, data) + board().env.set("firstboot", "1") ==
+           0;
+  }));
+  std::string image = directory.get(kFlash + "_factory");
+  image[0] = 0x5A;
+  reboot(image);
+  EXPECT_TRUE(opened([&] {
+    uint8_t kept = 1;
+    return byteOf(board().fpga, 0U) == 0 && byteOf(board().flash, 0U) == 0x5A && byteOf(board().flash, 1U) == 0 &&
+           board().cards->read(card, 1, {&kept, 1}) == 0 && kept == 0 && byteOf(board().fpga, 0x1FU) == 4 &&
+           board().env.get("firstboot") == "1";
+  })) << "the swapped image is in use; chains, links and the environment stay";
+  for (const std::string& left : {kFlag, kFlash + "_factory_tmp", std::string("rebooting")})
+    EXPECT_FALSE(fs::exists(directory.path() / left)) << left;
+  reboot("half");
+  EXPECT_TRUE(opened([&] { return byteOf(board().flash, 0U) == 0x5A; })) << "half an image is none";
 }
 
 }  // namespace

@@ -129,7 +129,7 @@ TEST_F(VirtualCards, ACutRecordIsDroppedAndADamagedFileIsRefused) {
   reopen();
   EXPECT_EQ(read(recv(0, 0), 0x100, 3), bytes({0, 0, 0}));
 
-  for (const std::string& other : {std::string("something else"), std::string("cards 2\n")}) {
+  for (const char* other : {"something else", "cards 2\n"}) {
     m_directory.put("cards", other);
     EXPECT_THROW(Cards(), std::runtime_error) << other;
   }
