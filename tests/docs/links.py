@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks what the documents point to: relative links and their anchors, paths, and members of classes ("A::b")."""
+"""Checks what the documents point to: relative links and their anchors, paths, and members of classes ("A::b"); and
+that README.md, where a reader begins, links every page of docs/."""
 import pathlib
 import re
 import sys
@@ -41,9 +42,15 @@ def faults_of(document):
             yield f"{document.name}: no source has {name}"
 
 
+def pages_that_nobody_finds(readme, pages):
+    linked = {(readme.parent / link.partition("#")[0]).resolve() for link in links(readme)}
+    return [f"{readme.name} has no link to docs/{page.name}" for page in pages if page not in linked]
+
+
 def main():
-    documents = [ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))]
-    faults = [fault for document in documents for fault in faults_of(document)]
+    readme, pages = ROOT / "README.md", sorted((ROOT / "docs").glob("*.md"))
+    documents = [readme, *pages]
+    faults = [fault for document in documents for fault in faults_of(document)] + pages_that_nobody_finds(readme, pages)
     print("\n".join(faults))
     print(f"{len(documents)} documents, {sum(len(links(d)) for d in documents)} links, {len(faults)} faults")
     return 1 if faults else 0
