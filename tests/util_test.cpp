@@ -1,16 +1,13 @@
 // The utilities: pauses that signals do not shorten, threads that do not start, the home environment.
 #include "mcucutil.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 
 #include "support/board_fixture.h"
-#include "uniquefd.h"
 
 namespace {
 
@@ -53,17 +50,6 @@ TEST_F(UtilTest, HomeIsTheVariableThatWasNamed) {
   EXPECT_STREQ(get_home_env(), "");
   set_home_env(nullptr);
   EXPECT_STREQ(get_home_env(), "");
-}
-
-TEST_F(UtilTest, DescriptorHasOneOwner) {
-  const auto isOpen = [](int fd) { return fcntl(fd, F_GETFD) >= 0; };
-  UniqueFd first(open("/dev/null", O_RDONLY)), second(open("/dev/null", O_RDONLY));
-  const int a = first.get(), b = second.get();
-  first = std::move(second);
-  EXPECT_FALSE(isOpen(a));
-  EXPECT_EQ(first.get(), b);
-  { const UniqueFd third(std::move(first)); }
-  EXPECT_FALSE(isOpen(b));
 }
 
 }  // namespace
