@@ -3,8 +3,6 @@
 // each: the daemon serves, its locks are free, nothing has leaked, what each write stores is stored whole or not at
 // all, and the same requests without a fault lead to what they always lead to.
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 #include <set>
 #include <thread>
 
@@ -41,23 +39,16 @@ class Contents {
 
   // Empty when each stretch of `image` holds one of its contents and nothing else has changed.
   std::string strangeIn(const BoardImage& image) const {
-    std::string strange;
     for (const auto& [address, length] : BoardImage::watchedFlash()) {
-      const auto was = m_before.flash(address, length);
-      const auto is = image.flash(address, length);
-      if (std::memcmp(was.data(), is.data(), length) == 0) continue;
-      for (auto at = std::mismatch(was.begin(), was.end(), is.begin()); at.first != was.end() && strange.empty();
-           at = std::mismatch(at.first, was.end(), at.second)) {
-        const auto offset = static_cast<uint32_t>(at.first - was.begin());
-        const uint32_t end = stretchEnd(address + offset, address + length);
-        const uint32_t begin = std::max(address, stretchBegin(address + offset));
+      if (m_before.flash(address, length) == image.flash(address, length)) continue;
+      for (uint32_t begin = address, end = 0; begin < address + length; begin = end) {
+        const auto edge = m_edges.upper_bound(begin);
+        end = edge == m_edges.end() ? address + length : std::min(*edge, address + length);
         const ByteVector found = image.flash(begin, end - begin);
-        if (!possible(begin, found)) strange = describe(begin, found);
-        at.first = was.begin() + (end - address);
-        at.second = is.begin() + (end - address);
+        if (found != m_before.flash(begin, end - begin) && !possible(begin, found)) return describe(begin, found);
       }
     }
-    return strange;
+    return "";
   }
 
  private:
@@ -65,14 +56,6 @@ class Contents {
     uint32_t address;
     ByteVector data;
   };
-  uint32_t stretchEnd(uint32_t address, uint32_t limit) const {
-    const auto edge = m_edges.upper_bound(address);
-    return edge == m_edges.end() ? limit : std::min(*edge, limit);
-  }
-  uint32_t stretchBegin(uint32_t address) const {
-    const auto edge = m_edges.upper_bound(address);
-    return edge == m_edges.begin() ? 0 : *std::prev(edge);
-  }
   bool possible(uint32_t begin, const ByteVector& found) const {
     return std::any_of(m_writes.begin(), m_writes.end(), [&](const Write& write) {
       if (begin < write.address || begin + found.size() > write.address + write.data.size()) return false;

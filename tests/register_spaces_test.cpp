@@ -30,26 +30,6 @@ class RegisterSpaces : public SpaceTest {
   Data_Global* m_store = Data_Global::getInstance();
 };
 
-TEST_F(RegisterSpaces, AWriteReachesItsHandlerAsItCame) {
-  const struct {
-    uint32_t address;
-    size_t length;
-    const char* handler;
-  } kCases[] = {{0x0000003D, 6, "Sprocess_BasicData"},           {0x02100004, 2, "Sprocess_DoScreenInfoEcho"},
-                {0x02300FFE, 2, "Sprocess_DoBackupInfo"},        {0x03009C40, 100, "Sprocess_PositionNetPort"},
-                {0x031002FF, 1, "Sprocess_DoNumberFunCardPort"}, {0x05001000, 250, "Sprocess_DoSoftwareTable"},
-                {0x05060000, 1, "Sprocess_DoSoftwareTable"},     {0x08000000, 200, "Sprocess_DoDoEDIDSpace"},
-                {0x0E001F00, 256, "Sprocess_SenderRGBGamma"},    {0x12010000, 4, "Sprocess_ScreenPatternGen"},
-                {0x0F000010, 5, "Sprocess_RVConfigFileSpace"}};
-  std::vector<Applied> expected;
-  for (const auto& test : kCases) {
-    const ByteVector data = counting(test.length);
-    EXPECT_EQ(write(test.address, data), done()) << std::hex << test.address;
-    expected.push_back(appliedWrite(test.handler, test.address, data));
-  }
-  EXPECT_EQ(applied(), expected);
-}
-
 TEST_F(RegisterSpaces, AWriteWithoutMemoryForItIsRefused) {
   auto request = writeRequest(0x02300000, bytes({1, 2}));
   {
@@ -58,7 +38,6 @@ TEST_F(RegisterSpaces, AWriteWithoutMemoryForItIsRefused) {
   }
   EXPECT_EQ(request.proto.m_ucAck, 4);
   EXPECT_EQ(logged("Error:registerspace.cpp"), 1U);
-  EXPECT_EQ(logged("=== MCUProcessDataBlock ===: new a pDataBlock, but it's NULL. return."), 1U);
   EXPECT_THAT(applied(), IsEmpty());
 }
 
@@ -69,11 +48,8 @@ TEST_F(RegisterSpaces, AWriteWithoutDataIsRefused) {
     request.proto.m_data.clear();
     EXPECT_EQ(send(request), refused(7)) << std::hex << address;
   }
-  EXPECT_EQ(logged("=== WriteFeatureInfomation ===invalid data"), 3U);
-  EXPECT_EQ(logged("=== WriteToNumberFunCardPort ===invalid data"), 2U);
-  EXPECT_EQ(logged("=== WriterRGBGammaInfomation ===invalid data"), 1U);
-  for (uint32_t address : {0x03000000U, 0x03100000U, 0x08000000U, 0x0F001000U, 0x12010000U})
-    EXPECT_EQ(write(address, {}), refused(7)) << std::hex << address;
+  EXPECT_EQ(logged("===invalid data"), 11U);
+  EXPECT_EQ(write(0x03000000, {}), refused(7));
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");
 }
@@ -101,13 +77,6 @@ TEST_F(RegisterSpaces, WhatLeavesASpaceIsRefusedWhole) {
   }
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");
-}
-
-TEST_F(RegisterSpaces, AnEmptyReadTouchesNothing) {
-  fail(vboard::Op::FpgaRead, 100);
-  fail(vboard::Op::FlashRead, 100);
-  for (uint32_t address : {0x03000000U, 0x0300A000U, 0x03100300U, 0x08000000U, 0x0F000000U, 0x1201003FU})
-    EXPECT_EQ(read(address, 0), done()) << std::hex << address;
 }
 
 TEST_F(RegisterSpaces, AFailedReadAnswersNothingAndLeavesTheMirrors) {
@@ -148,47 +117,31 @@ TEST_F(RegisterSpaces, AFailedReadAnswersNothingAndLeavesTheMirrors) {
 }
 
 TEST_F(RegisterSpaces, FewBytesOfTheNumberTableReadOnlyTheirBlocks) {
-  m_numbers.fill(0, kNumberTableSize, 0x22);
-  const struct {
-    uint32_t fpga;
-    size_t offset, length;
-  } kBlocks[] = {
-      {0x500000, 0, 128}, {0x501000, 128, 128}, {0x500100, 256, 256}, {0x502000, 512, 128}, {0x503000, 640, 128}};
-  ByteVector table(768);
-  for (const auto& block : kBlocks) {
-    const ByteVector content = counting(block.length, static_cast<uint8_t>(block.fpga >> 8));
-    setFpga(block.fpga, content);
-    std::copy(content.begin(), content.end(), table.begin() + static_cast<std::ptrdiff_t>(block.offset));
+  const ByteVector old = repeated(kNumberTableSize, 0x22);
+  m_numbers.write(0, old);
+  ByteVector table;
+  for (const auto& [address, length] :
+       {std::pair{0x500000U, 128U}, {0x501000U, 128U}, {0x500100U, 256U}, {0x502000U, 128U}, {0x503000U, 128U}}) {
+    const ByteVector content = counting(length, static_cast<uint8_t>(address >> 8));
+    setFpga(address, content);
+    table = table + content;
   }
-  const auto part = [&](size_t offset, size_t length) {
-    const auto first = table.begin() + static_cast<std::ptrdiff_t>(offset);
-    return ByteVector(first, first + static_cast<std::ptrdiff_t>(length));
+  const auto part = [](const ByteVector& whole, size_t offset, size_t length) {
+    return ByteVector(&whole[offset], &whole[offset] + length);
   };
-  // Two bytes that straddle two blocks bring those two.
-  EXPECT_EQ(read(0x0310007F, 2), done(part(127, 2)));
-  EXPECT_EQ(mirror(m_numbers, 0, 256), part(0, 256));
-  EXPECT_EQ(mirror(m_numbers, 256, 512), repeated(512, 0x22));
-  EXPECT_EQ(read(0x03100190, 1), done(part(400, 1)));
-  EXPECT_EQ(mirror(m_numbers, 256, 256), part(256, 256));
-  EXPECT_EQ(mirror(m_numbers, 512, 256), repeated(256, 0x22));
-  EXPECT_EQ(read(0x031001FE, 5), done(part(510, 5)));
+  EXPECT_EQ(read(0x0310007F, 2), done(part(table, 127, 2))) << "of two blocks";
+  EXPECT_EQ(mirror(m_numbers, 0, 768), part(table, 0, 256) + part(old, 0, 512));
+  EXPECT_EQ(read(0x03100190, 1), done(part(table, 400, 1)));
+  EXPECT_EQ(mirror(m_numbers, 0, 768), part(table, 0, 512) + part(old, 0, 256));
+  EXPECT_EQ(read(0x031001FE, 5), done(part(table, 510, 5)));
   EXPECT_EQ(mirror(m_numbers, 0, 768), table);
 }
 
-TEST_F(RegisterSpaces, ReadsRefreshTheMirrors) {
-  setFpga(0x600000 + 4096, counting(200));
-  EXPECT_EQ(read(0x03001000, 200), done(counting(200)));
-  EXPECT_EQ(mirror(m_positions, 4096, 200), counting(200));
-  EXPECT_EQ(mirror(m_positions, 4296, 1), bytes({0}));
-  setFpga(0xA00000 + 3, counting(5));
-  EXPECT_EQ(read(0x12010003, 5), done(counting(5)));
-  EXPECT_EQ(mirror(m_store->HardwareScreenGenReg, 3, 5), counting(5));
-}
-
 // A handler writes the mirror, then the FPGA: a read in between answers from the FPGA and must not undo the mirror.
-TEST_F(RegisterSpaces, AReadBesideAHandlerLeavesTheMirrors) {
-  setFpga(0x600000, counting(8));
-  m_positions.fill(0, 8, 0x99);
+TEST_F(RegisterSpaces, AReadRefreshesTheMirrorsUnlessAHandlerRuns) {
+  setFpga(0x600000, counting(9));
+  setFpga(0xA00003, counting(5));
+  m_positions.fill(0, 9, 0x99);
   std::atomic<bool> inside{false};
   std::atomic<bool> leave{false};
   std::thread handler([&] {
@@ -201,10 +154,12 @@ TEST_F(RegisterSpaces, AReadBesideAHandlerLeavesTheMirrors) {
   EXPECT_EQ(read(0x030001EF, 8), refused(4));  // the write test would write over what the handler is about to write
   leave = true;
   handler.join();
-  EXPECT_EQ(mirror(m_positions, 0, 8), repeated(8, 0x99));
+  EXPECT_EQ(mirror(m_positions, 0, 9), repeated(9, 0x99));
   EXPECT_THAT(did("fpga w"), IsEmpty());
   EXPECT_EQ(read(0x03000000, 8), done(counting(8)));
-  EXPECT_EQ(mirror(m_positions, 0, 8), counting(8));
+  EXPECT_EQ(mirror(m_positions, 0, 9), counting(8) + bytes({0x99}));
+  EXPECT_EQ(read(0x12010003, 5), done(counting(5)));
+  EXPECT_EQ(mirror(m_store->HardwareScreenGenReg, 2, 6), bytes({0, 1, 2, 3, 4, 5}));
 }
 
 TEST_F(RegisterSpaces, WhileTheBusIsTestedTheMirrorsAnswer) {
@@ -212,16 +167,13 @@ TEST_F(RegisterSpaces, WhileTheBusIsTestedTheMirrorsAnswer) {
   setFpga(0x500000, repeated(128, 0xAA));
   m_positions.write(0x1EE, counting(4));
   m_numbers.write(126, counting(4));
-  m_store->setRWFPGATestflag(1);
-  EXPECT_EQ(read(0x030001EE, 4), done(counting(4)));
-  EXPECT_EQ(read(0x030001EF, 3), done(counting(3, 2)));
-  EXPECT_EQ(read(0x0310007E, 2), done(counting(2)));
-  EXPECT_EQ(read(0x0310007E, 4), done(counting(4)));
-  // Switched off, but what it wrote is still there.
-  m_store->setMemoriesUnderTest(true);
-  m_store->setRWFPGATestflag(0);
-  EXPECT_EQ(read(0x030001EE, 4), done(counting(4)));
-  EXPECT_EQ(read(0x0310007E, 2), done(counting(2)));
+  for (const int on : {1, 0}) {  // switched off, what it wrote is still there
+    m_store->setMemoriesUnderTest(on == 0);
+    m_store->setRWFPGATestflag(static_cast<uint8_t>(on));
+    EXPECT_EQ(read(0x030001EE, 4), done(counting(4)));
+    EXPECT_EQ(read(0x030001EF, 3), done(counting(3, 2)));
+    EXPECT_EQ(read(0x0310007E, 4), done(counting(4)));
+  }
   m_store->setMemoriesUnderTest(false);
   EXPECT_EQ(mirror(m_positions, 0x1EE, 4), counting(4));
   EXPECT_EQ(read(0x030001E0, 4), done(repeated(4, 0xAA)));
@@ -234,56 +186,42 @@ TEST_F(RegisterSpaces, TheTransferTestMeasuresAndLeavesTheMemoryAlone) {
   setFpga(0x600000, counting(600));
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(read(0x030001EF, 2), done(counting(2, static_cast<uint8_t>(0x1EF + 1))));
-  std::string printed = ::testing::internal::GetCapturedStdout();
-  EXPECT_EQ(occurrences(printed, "!!!!!!!!!!!!!!!!!!!!!!!!!!!发送65535 ,速度"), 10U);
-  EXPECT_EQ(logged("=================start write UDP test=================== "), 4U);
-  EXPECT_EQ(logged("==================stop write UDP test=================== "), 4U);
   EXPECT_EQ(fpga(0x600000, 600), counting(600));
-
   fail(vboard::Op::FpgaRead, 3);  // three tries of one attempt
-  ::testing::internal::CaptureStdout();
   const Answer kFailed{-1, 4, {}};
   EXPECT_EQ(read(0x030001EE, 2), kFailed);
-  printed = ::testing::internal::GetCapturedStdout();
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(occurrences(printed, "!!!!!!!!!!!!!!!!!!!!!!!!!!!发送65535 ,速度"), 10U);
   EXPECT_EQ(occurrences(printed, "!!!!!!!!!!!!!!!!!!!接收65535 ,速度"), 10U);
-  EXPECT_EQ(logged("=== ReadFromPosNetPort ===Read FPGA Posi Info failed! ret = -1"), 1U);
   // The ordinary read follows all the same.
   EXPECT_EQ(mirror(m_positions, 0x1EE, 2), counting(2, static_cast<uint8_t>(0x1EE + 1)));
 }
 
 TEST_F(RegisterSpaces, TheHardwareRecordTakesModelAndSerialNumberFromTheEnvironment) {
   setFlash(0x1000, counting(256));
+  fail(vboard::Op::EnvOpen, 100);
+  EXPECT_EQ(read(0, 40), done(counting(40))) << "without an environment it is the flash's";
+  fail(vboard::Op::EnvOpen, 0);
   setEnv("device_modelid", "1a2b");
   setEnv("device_sn", "0123456789ABCDEF");
-  ByteVector record = counting(256);
-  const ByteVector kModel = bytes({0x2B, 0x1A});
-  const ByteVector kSerial = bytes({0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF});
-  std::copy(kModel.begin(), kModel.end(), record.begin() + 2);
-  std::copy(kSerial.begin(), kSerial.end(), record.begin() + 22);
+  const ByteVector record =
+      counting(2) + fromHex("2b1a") + counting(18, 5) + fromHex("0123456789abcdef") + counting(226, 31);
   for (const auto& [offset, length] : {std::pair<uint32_t, uint16_t>{0, 256},
                                        {2, 2},
                                        {0, 3},
                                        {3, 2},
-                                       {22, 8},
                                        {20, 4},
                                        {29, 10},
                                        {24, 3},
                                        {4, 18},
                                        {30, 226}}) {
-    const auto first = record.begin() + offset;
-    EXPECT_EQ(read(offset, length), done(ByteVector(first, first + length))) << offset << " + " << length;
+    EXPECT_EQ(read(offset, length), done(ByteVector(&record[offset], &record[offset] + length))) << offset;
   }
   // What the flash does not give is zeros, and the answer counts.
   fail(vboard::Op::FlashRead, 3);
   const Answer expected{-1, 0, bytes({0, 0, 0x2B, 0x1A, 0})};
   EXPECT_EQ(read(0, 5), expected);
   EXPECT_EQ(logged("=== ReadFromPosNetPort ===Read HwBasic Info failed! ret = "), 1U);
-}
-
-TEST_F(RegisterSpaces, WithoutAnEnvironmentTheHardwareRecordIsTheFlashs) {
-  setFlash(0x1000, counting(256));
-  fail(vboard::Op::EnvOpen, 100);
-  EXPECT_EQ(read(0, 40), done(counting(40)));
 }
 
 TEST_F(RegisterSpaces, TheTestSpaceIsTheFpgaAsItIs) {
@@ -295,7 +233,6 @@ TEST_F(RegisterSpaces, TheTestSpaceIsTheFpgaAsItIs) {
   EXPECT_EQ(write(0xF1200000, counting(25)), done());
   EXPECT_EQ(fpga(0x1200000, 25), counting(25));
   EXPECT_EQ(fpga(0x100051, 1), bytes({1}));
-  EXPECT_EQ(logged("============================ Test Partten ==========================="), 1U);
   fail(vboard::Op::FpgaWrite, 3);
   EXPECT_EQ(write(0xF0000400, bytes({9})).result, -1);
   EXPECT_EQ(logged("=== Write FPGA test Reg failed ,Reg :  0x00000400 ret = -1"), 1U);
@@ -330,25 +267,19 @@ TEST_F(RegisterSpaces, GammaTablesAreToldApartByTheirStart) {
   setFpga(0x720000, counting(16384, 3));
   setFpga(0xD12000, bytes({28}));
   setFpga(0xD13000, bytes({22}));
-  const auto at = [](uint8_t first, size_t offset, size_t length) {
-    return done(counting(length, static_cast<uint8_t>(first + offset)));
-  };
-  EXPECT_EQ(read(0x0E000000, 1024), at(1, 0, 1024));
-  EXPECT_EQ(read(0x0E001FFE, 4), at(1, 0x1FFE, 4));
-  EXPECT_EQ(read(0x0E002000, 16), at(1, 0x2000, 16));
-  EXPECT_EQ(read(0x0E003FFE, 1), at(1, 0x3FFE, 1));
-  EXPECT_EQ(read(0x0E100010, 16), at(2, 0x10, 16));
-  EXPECT_EQ(read(0x0E103000, 16), at(2, 0x3000, 16));
-  EXPECT_EQ(read(0x0E201FFE, 1), at(3, 0x1FFE, 1));
-  EXPECT_EQ(read(0x0E202000, 3), at(3, 0x2000, 3));
+  const std::pair<uint32_t, uint16_t> parts[] = {{0x0E000000, 1024}, {0x0E001FFE, 4}, {0x0E002000, 16}, {0x0E003FFE, 1},
+                                                 {0x0E103000, 16},   {0x0E201FFE, 1}, {0x0E202000, 3}};
+  for (const auto& [address, length] : parts) {
+    const uint32_t colour = address >> 20 & 3;
+    EXPECT_EQ(read(address, length), done(counting(length, static_cast<uint8_t>(1 + colour + address)))) << address;
+  }
   EXPECT_EQ(read(0x0E302000, 1), done(bytes({22})));
   EXPECT_EQ(read(0x0E300000, 1), done(bytes({28})));
   fail(vboard::Op::FpgaRead, 100);
   for (uint32_t address :
        {0x0E001FFFU, 0x0E003FFFU, 0x0E004000U, 0x0E0F0000U, 0x0E101FFFU, 0x0E300001U, 0x0E400000U, 0x0EFFFFFFU})
     EXPECT_EQ(read(address, 9), done(ByteVector(9))) << std::hex << address;
-  EXPECT_EQ(read(0x0E300000, 2), done(ByteVector(2)));
-  EXPECT_EQ(read(0x0E302000, 2), done(ByteVector(2)));
+  for (uint32_t address : {0x0E300000U, 0x0E302000U}) EXPECT_EQ(read(address, 2), done(ByteVector(2)));
 }
 
 TEST_F(RegisterSpaces, TheEdidIsTheSelectedInputs) {
@@ -361,8 +292,6 @@ TEST_F(RegisterSpaces, TheEdidIsTheSelectedInputs) {
   EXPECT_EQ(read(0x08000000, 128), done(ByteVector(edid.begin(), edid.begin() + 128)));
   m_store->SendParameterReg.setByte(sendpara::kInputSource, 80);
   EXPECT_EQ(read(0x08000000, 256), refused(4));  // none was loaded there
-  EXPECT_EQ(logged("Read Input source ID is2"), 1U);
-  EXPECT_EQ(logged("Read Input source ID is1"), 2U);
 }
 
 TEST_F(RegisterSpaces, SpacesWithoutContentAcceptOrRefuse) {
@@ -371,8 +300,7 @@ TEST_F(RegisterSpaces, SpacesWithoutContentAcceptOrRefuse) {
   EXPECT_EQ(read(0x02700000, 60000), done());
   EXPECT_EQ(write(0x02700000, ByteVector(60000)), done());
   EXPECT_EQ(read(0x02700000, 0), refused(6));
-  EXPECT_EQ(logged("Ssh_cmd: addr = 0x02700000"), 3U);
-  for (uint32_t address : {0x18000000U, 0x18001000U, 0x18200000U, 0x18201000U}) {
+  for (uint32_t address : {0x18000000U, 0x18201000U}) {
     EXPECT_EQ(read(address, 4096), done(ByteVector(4096)));
     EXPECT_EQ(write(address, ByteVector(256)), refused(4));
   }

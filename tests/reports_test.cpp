@@ -1,4 +1,5 @@
 // The reports of the parameter store: to whom each goes, under which register, with what.
+#include <array>
 #include <functional>
 
 #include "proto/data_common.h"
@@ -65,57 +66,41 @@ TEST_F(ReportsTest, EachReportHasItsPeerRegisterAndData) {
   }
 }
 
-TEST_F(ReportsTest, AReportIsAWellFormedFrameOfTheDaemonsOwn) {
+TEST_F(ReportsTest, AReportIsAFrameOfTheDaemonsOwn) {
   m_store->SendDatetoFrelld(0x02000123, bytes({9, 8}).data(), 2);
   const auto messages = m_frelld.messages();
   ASSERT_THAT(messages, SizeIs(1));
-  const auto& [envelope, frame, checksumRight] = messages[0];
-  EXPECT_TRUE(checksumRight);
-  EXPECT_EQ(frame.m_usHeader, 0x55AA);  // AA 55 on the wire
-  EXPECT_EQ(frame.m_ucAck | frame.m_ucLabels | frame.m_ucSourceAddress | frame.m_ucDestinationAddrerss, 0);
-  EXPECT_EQ(frame.m_ucDeviceType | frame.m_ucPortAddress | frame.m_usBoardAddress | frame.m_ucCode | frame.m_ucReserved,
-            0);
-  EXPECT_EQ(frame.m_usValidDataLength, 2);
-  EXPECT_EQ(envelope.uiid, m_frelld.task());
-  EXPECT_EQ(envelope.labelCount | envelope.size | envelope.result | envelope.detail, 0U);
-  EXPECT_EQ(envelope.smallLabel, 0);
-  EXPECT_EQ(envelope.largeLabel, 28);
-  EXPECT_EQ(envelope.payloadLength, 22U);
+  EXPECT_TRUE(messages[0].checksumRight);
+  EXPECT_EQ(messages[0].frame.m_usHeader, 0x55AA);  // AA 55 on the wire
+  std::array<uint8_t, kEnvelopeLength> envelope{};
+  messages[0].envelope.encode(envelope);
+  EXPECT_EQ(toHex(envelope), toHex(dword(m_frelld.task()) + ByteVector(18) + word(28) + dword(22)));
 }
 
-TEST_F(ReportsTest, AnUnreadableBandwidthIsNotReported) {
-  fail(vboard::Op::FlashRead, 3);
-  m_store->SendBandWidthInfo();
-  EXPECT_THAT(m_qxt.take(), IsEmpty());
-  EXPECT_EQ(logged("=== SendBandWidthInfo ===Read bandwidth from flash failed. ret = -1"), 1U);
-}
-
-TEST_F(ReportsTest, ChangedRolesAreReportedOnce) {
-  m_store->SendRedundStatustoQXT();
-  EXPECT_THAT(m_qxt.take(), IsEmpty());
+TEST_F(ReportsTest, WhatChangedIsReportedOnce) {
+  const auto reported = [this](auto send) {
+    (m_store->*send)();
+    return m_qxt.take();
+  };
+  EXPECT_THAT(reported(&Data_Global::SendRedundStatustoQXT), IsEmpty());
   setFpga(0x18, bytes({0x80, 0, 0, 1}));
   setFpga(0x103, bytes({0x80, 0xFF}));  // the second is behind the four that are watched
-  m_store->SendRedundStatustoQXT();
-  EXPECT_THAT(m_qxt.take(),
+  setFpga(0x120, bytes({0, 3}));
+  setFpga(0x1D7, bytes({0xA1}));
+  EXPECT_THAT(reported(&Data_Global::SendRedundStatustoQXT),
               ElementsAre(Report{0x02000018, bytes({0x80, 0, 0, 1})}, Report{0x02000098, bytes({0, 0, 0, 0})},
                           Report{0x02000100, bytes({0, 0, 0, 0x80})}));
-  setFpga(0x104, bytes({0x11}));
-  m_store->SendRedundStatustoQXT();
-  EXPECT_THAT(m_qxt.take(), IsEmpty());
   EXPECT_EQ(m_store->SendParameterReg.byte(0x18), feature(0x18, 1)[0]);  // the roles are the store's, not the FPGA's
-}
-
-TEST_F(ReportsTest, TheStoresOwnChangeReportsCompareWithTheSharedCaches) {
-  setFpga(0x120, bytes({0, 3}));
-  m_store->SendRedundtoQXT();
-  EXPECT_THAT(m_qxt.take(), ElementsAre(Report{0x0200001E, bytes({0})}, Report{0x0200009E, bytes({0})},
-                                        Report{0x02000120, bytes({0, 3})}));
-  setFpga(0x1D7, bytes({0xA1}));
-  m_store->SendFiberLinktoQXT();
-  EXPECT_THAT(m_qxt.take(), ElementsAre(Report{0x020001D7, bytes({0xA1})}));
-  m_store->SendRedundtoQXT();
-  m_store->SendFiberLinktoQXT();
-  EXPECT_THAT(m_qxt.take(), IsEmpty());
+  EXPECT_THAT(
+      reported(&Data_Global::SendRedundtoQXT),
+      ElementsAre(Report{0x0200001E, bytes({0})}, Report{0x0200009E, bytes({0})}, Report{0x02000120, bytes({0, 3})}));
+  EXPECT_THAT(reported(&Data_Global::SendFiberLinktoQXT), ElementsAre(Report{0x020001D7, bytes({0xA1})}));
+  setFpga(0x104, bytes({0x11}));
+  for (const auto send :
+       {&Data_Global::SendRedundStatustoQXT, &Data_Global::SendRedundtoQXT, &Data_Global::SendFiberLinktoQXT})
+    EXPECT_THAT(reported(send), IsEmpty());
+  fail(vboard::Op::FlashRead, 3);
+  EXPECT_THAT(reported(&Data_Global::SendBandWidthInfo), IsEmpty()) << "what cannot be read is not told";
 }
 
 }  // namespace

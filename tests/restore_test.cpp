@@ -83,73 +83,39 @@ TEST_F(Restore, WritesInTheStatedOrder) {
   expected.push_back(operation("fpga", 0x1DE, 1));
   expected.push_back(operation("flash", 0xD17000, 1));
   EXPECT_EQ(operations(), expected);
-  const std::string text = log();
-  size_t at = 0;
-  for (const char* line : {"============================== Begin Restore FPGA ===============================",
-                           "=======Restore FPGA from flash RegesiterAddr = 0x00a3b100",
-                           "Restore Feature FPGA Space:", "====BootRecover=== after read flash 021000014 =0x0",
-                           "Restore DVI size:", "=======Reboot kadrend============", "Restore Feature FPGA Space ok !",
-                           "Recover software LED configure when boot.",
-                           "=======Recover software LED configure when boot ! LEDConfigStatus = 184",
-                           "Restore position para to FPGA :", "Port number = 9", "Restore number para to FPGA",
-                           "============================= Wrtie CfgScreenStatusPara = 0 =============================",
-                           "============================== Finish Restore FPGA =============================="}) {
-    const size_t found = text.find(line, at);
-    ASSERT_NE(found, std::string::npos) << line;
-    at = found;
-  }
-}
-
-TEST_F(Restore, OfflineOnlyTheMirrorsAreLoaded) {
-  setOffsets(2, 5, -5);
-  restore(false);
-  EXPECT_THAT(operations("fpga"), IsEmpty());
-  EXPECT_THAT(operations("flash"), IsEmpty());
-  EXPECT_FALSE(store.FpgaParaLoadFinish);
-  EXPECT_EQ(store.SendParameterReg.byte(0x1C0), (0x1C0 * 3 + 1) & 0xFF);
-  EXPECT_EQ(store.SendParameterReg.byte(0x1F), 0x0F) << "cleared only on its way to the FPGA";
-  EXPECT_EQ(store.SendParameterReg.byte(0x1DE), 0);
-  EXPECT_THAT(positionTable().copy<2>(4096), ElementsAre(1 + 4096 % 251, 1 + 4097 % 251));
-  EXPECT_EQ(numberTable().byte(0x2FF), 0x2FF % 253);
-  EXPECT_EQ(store.LEDConfigStatus, 184);
-
-  restore(true);
-  EXPECT_TRUE(store.FpgaParaLoadFinish);
-  EXPECT_EQ(fpga(0x600000, 40960), flash(0xA3C000, 40960));
 }
 
 TEST_F(Restore, ModeAndOutputSwitchAreNormalised) {
-  const struct {
-    uint8_t stored, restored;
-  } kModes[] = {{0x20, 0x20}, {0x21, 0x21}, {0x10, 0x10}, {0x22, 0x20}, {0x00, 0x20}, {0xFF, 0x20}};
-  for (const auto& [stored, restored] : kModes) {
-    setBlock(0x23, {stored});
-    setBlock(0x1DE, {static_cast<uint8_t>(stored + 1)});
+  for (const auto& [stored, restored] :
+       {std::pair{0x20, 0x20}, {0x21, 0x21}, {0x10, 0x10}, {0x22, 0x20}, {0x00, 0x20}, {0xFF, 0x20}}) {
+    setBlock(0x23, bytes({stored}));
+    setBlock(0x1DE, bytes({(stored + 1) & 0xFF}));
     restore(false);
-    EXPECT_EQ(store.SendParameterReg.byte(0x23), restored) << int{stored};
-    EXPECT_EQ(store.SendParameterReg.byte(0x1DE), static_cast<uint8_t>(stored + 1)) << "only 0x5A becomes 0";
+    EXPECT_EQ(store.SendParameterReg.byte(0x23), restored) << stored;
+    EXPECT_EQ(store.SendParameterReg.byte(0x1DE), (stored + 1) & 0xFF) << "only 0x5A becomes 0";
   }
+  EXPECT_THAT(operations("fpga"), IsEmpty()) << "offline the mirrors alone are loaded";
+  EXPECT_EQ(numberTable().byte(0x2FF), 0x2FF % 253);
+  EXPECT_FALSE(store.FpgaParaLoadFinish);
 }
 
-TEST_F(Restore, DisplayDaemonOffsetsAreMagnitudeAndSign) {
+TEST_F(Restore, OffsetsGoInTheFormOfWhoeverSetThem) {
   const struct {
+    uint8_t mode;  // 1: the host's, 2: the display daemon's
     int32_t x, y;
-    uint16_t signX, signY;
-  } kCases[] = {{-5, 5, 0, 0xFFFF}, {5, 0, 0xFFFF, 0}, {0, -65535, 0, 0}, {65535, -1, 0xFFFF, 0}};
+    ByteVector offsets, signX, signY;  // in the FPGA afterwards
+  } kCases[] = {{2, -5, 5, littleEndian({5, 5}), word(0), word(0xFFFF)},
+                {2, 5, 0, littleEndian({5, 0}), word(0xFFFF), word(0)},
+                {2, 0, -65535, littleEndian({0, 65535}), word(0), word(0)},
+                {2, 65535, -1, littleEndian({65535, 1}), word(0xFFFF), word(0)},
+                {1, -7, -8, littleEndian({300, 200}), word(0), word(0)}};
+  setBlock(0x28, littleEndian({300, 200}));
   for (const auto& c : kCases) {
-    setOffsets(2, c.x, c.y);
-    setFpga(0x91, bytes({0xEE, 0xEE, 0xEE}));
-    setFpga(0xAC, bytes({0xEE, 0xEE, 0xEE}));
+    setOffsets(c.mode, c.x, c.y);
     restore();
-    EXPECT_EQ(fpga(0x28, 4),
-              littleEndian({static_cast<uint16_t>(std::abs(c.x)), static_cast<uint16_t>(std::abs(c.y))}));
-    EXPECT_EQ(fpga(0x91, 2), littleEndian({c.signX})) << c.x;
-    EXPECT_EQ(fpga(0xAC, 2), littleEndian({c.signY})) << c.y;
-    const auto written = operations("fpga");
-    ASSERT_GE(written.size(), 5U);
-    EXPECT_THAT(std::vector(written.begin() + 1, written.begin() + 5),
-                ElementsAre(operation("fpga", 0x28, 2), operation("fpga", 0x91, 2), operation("fpga", 0x2A, 2),
-                            operation("fpga", 0xAC, 2)));
+    EXPECT_EQ(fpga(0x28, 4), c.offsets) << c.x;
+    EXPECT_EQ(fpga(0x91, 2), c.signX) << c.x;
+    EXPECT_EQ(fpga(0xAC, 2), c.signY) << c.y;
   }
 }
 
@@ -162,19 +128,6 @@ TEST_F(Restore, OffsetsThatDoNotFitAreBothRefused) {
   }
   EXPECT_EQ(logged("=== RestoreFPGA ===the display offsets do not fit and are not written"), 3U);
   EXPECT_TRUE(store.FpgaParaLoadFinish);
-}
-
-TEST_F(Restore, HostOffsetsGoAsTheyAreWithoutSign) {
-  setOffsets(1, -7, -8);
-  setBlock(0x28, littleEndian({300, 200}));
-  setFpga(0x91, bytes({0xEE, 0xEE}));
-  restore();
-  const auto written = operations("fpga");
-  EXPECT_THAT(std::vector(written.begin() + 1, written.begin() + 4),
-              ElementsAre(operation("fpga", 0x91, 2), operation("fpga", 0xAC, 2), operation("fpga", 0x28, 4)));
-  EXPECT_EQ(fpga(0x28, 4), littleEndian({300, 200}));
-  EXPECT_EQ(fpga(0x91, 2), bytes({0, 0}));
-  EXPECT_EQ(fpga(0xAC, 2), bytes({0, 0}));
 }
 
 TEST_F(Restore, TheDeviceRoleDecidesAboutAutomaticBackups) {
@@ -196,10 +149,7 @@ TEST_F(Restore, FirstBootMakesTheStoredScreenOneCard) {
   setFlash(0xC20000, littleEndian32({1920, 1080}));
   setFpga(0x9D, bytes({0x5A}));
   restore();
-  EXPECT_EQ(env("firstboot"), "0");
   EXPECT_EQ(store.cardSize(), (CardSize{1920, 1080}));
-  EXPECT_EQ(RecvCardSize_befor[0], 1920U);
-  EXPECT_EQ(RecvCardSize_befor[1], 1080U);
   EXPECT_EQ(factory_flag, 1U);
   EXPECT_TRUE(store.FpgaParaLoadFinish);
   EXPECT_EQ(store.LEDConfigStatus, 184);
@@ -257,7 +207,6 @@ TEST_F(Restore, OnlyTheValueOneIsAFirstBoot) {
   EXPECT_EQ(vboard::board().env.unset("firstboot"), 0);
   restore(false);
   EXPECT_THAT(operations("sh"), IsEmpty());
-  EXPECT_EQ(logged("Read firstboot env is Null. "), 1U);
   setEnv("firstboot", "1");
   fail(vboard::Op::EnvOpen, 1);
   restore(false);

@@ -36,11 +36,7 @@ std::string rvFile(uint16_t count, const std::vector<Record>& records) {
   ByteVector file(32);
   DWT_ENCWD(file.data(), count);
   for (const Record& record : records) {
-    uint8_t header[8];
-    DWT_ENCDW(header, record.address);
-    DWT_ENCWD(header + 4, record.delayMs);
-    DWT_ENCWD(header + 6, record.length);
-    file.insert(file.end(), header, header + 8);
+    file = file + dword(record.address) + word(record.delayMs) + word(record.length);
     for (size_t i = 0; i < record.present; ++i) file.push_back(static_cast<uint8_t>(i / 512 + 1));
   }
   return {file.begin(), file.end()};
@@ -62,8 +58,7 @@ class RvFileTest : public BoardTest {
     m_directory.put(numbered(3), content);
     clearJournal();
     EXPECT_EQ(driver.LoadRvCfgToRecvCard(3), 0);
-    auto lines = journalLines();
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("card w"); });
+    auto lines = did("card w");
     for (std::string& line : lines) line.resize(line.rfind(' '));
     return lines;
   }
@@ -84,7 +79,6 @@ TEST_F(RvFileTest, PieceReadsBack) {
   EXPECT_EQ(driver.ReadBytesFromrecvcard(1, 0, 4, out.data(), "/data/none"), ENOENT);
   EXPECT_EQ(driver.ReadBytesFromrecvcard(1, 0, 4, out.data(), "/data"), EISDIR);
   EXPECT_NE(driver.ReadBytesFromrecvcard(1, 0, 4, out.data(), nullptr), 0);
-  EXPECT_EQ(logged("file open errno = 2 detail = No such file or directory"), 2U);
 }
 
 TEST_F(RvFileTest, NothingButAFileOfTheDirectoryIsWrittenOrRemoved) {
@@ -129,10 +123,7 @@ TEST_F(RvFileTest, PieceThatDoesNotFitOnTheDiskIsAFailure) {
   EXPECT_EQ(write(nullptr, 1, kLimit - 4, "wxyz"), 0);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
   EXPECT_EQ(file(1).substr(kLimit - 4), "wxyz");
-  EXPECT_EQ(logged("=== WriteRvFileToFalsh ===write failed!"), 1U);
 }
-
-// --- Removal
 
 // --- Replay
 
@@ -166,7 +157,7 @@ TEST_F(RvFileTest, ReplayEndsAtARecordThatIsNotWhole) {
     std::string content;
     size_t sent;
   } cases[] = {
-      {"too long", rvFile(3, {good, {0x200, 0, 4097, 4097}, good}), 1},
+      {"longer than a record may be", rvFile(3, {good, {0x200, 0, 4097, 4097}, good}), 1},
       {"data missing", rvFile(2, {good, {0x200, 0, 1000, 999}}), 1},
       {"more records than the file has", rvFile(65535, {good, good}), 2},
       {"record header cut", whole.substr(0, whole.size() - 5), 1},
@@ -180,6 +171,8 @@ TEST_F(RvFileTest, ReplayEndsAtARecordThatIsNotWhole) {
     EXPECT_EQ(errors(), before + 1) << row.what;
   }
   EXPECT_THAT(replayed(rvFile(1, {good, good})), SizeIs(1));  // surplus records are not counted
+  fail(Op::CardWrite, 1, 5);
+  EXPECT_THAT(replayed(whole), SizeIs(2)) << "what cannot be sent does not end it";
 }
 
 TEST_F(RvFileTest, ReplayOfNoFileSendsNothing) {
@@ -192,12 +185,6 @@ TEST_F(RvFileTest, ReplayOfNoFileSendsNothing) {
   fs::resize_file(path(numbered(9)), uintmax_t{1} << 40);  // takes no memory of that size
   EXPECT_EQ(driver.LoadRvCfgToRecvCard(9), 0);
   EXPECT_EQ(logged("file too long!"), 1U);
-}
-
-TEST_F(RvFileTest, ReplayGoesOnWhenASendFails) {
-  fail(Op::CardWrite, 1, 5);
-  EXPECT_THAT(replayed(rvFile(2, {{0x100, 0, 1, 1}, {0x200, 0, 1, 1}})), SizeIs(2));
-  EXPECT_EQ(logged("send failed! addr = 256 ret = 5"), 1U);
 }
 
 }  // namespace

@@ -60,18 +60,18 @@ TEST_F(SelfTestTest, StartProgramsTheReportRegistersOnceAndThenSleeps) {
   EXPECT_EQ(fpga(0x100070, 5), bytes({0x00, 0x04, 0x00, 0x90, 0x01}));
   Sleep(30);
   EXPECT_THAT(busWrites(), ElementsAre("fpga w 0x00100071 4", "fpga w 0x00100070 1"));
-  EXPECT_EQ(logged(kBegins), 1U);
 }
 
-TEST_F(SelfTestTest, StartGoesOnWhenTheRegistersCannotBeWritten) {
+TEST_F(SelfTestTest, AThreadWhoseRegistersCannotBeWrittenRunsOnAndEndsWhenAsked) {
   m_directory.put("root/sys/class/fpga/fpga_conf", "1\n");
   fail(Op::FpgaWrite, 6);
   startThread();
-  EXPECT_EQ(logged("=== Write reprot para Reg failed! ret = -1"), 1U);
-  EXPECT_EQ(logged("=== Write reprot enable Reg failed! ret = -1"), 1U);
+  EXPECT_EQ(logged(" Reg failed! ret = -1"), 2U);
+  const std::weak_ptr<FpgaReportThread> object = m_thread;
   m_thread->Release();
-  EXPECT_TRUE(waitUntil([this] { return logged(kEnds) == 1; }));
-  EXPECT_EQ(logged("FpgaThread  exit."), 1U);
+  m_thread.reset();
+  EXPECT_TRUE(waitUntil([&object] { return object.expired(); })) << "it lives as long as its thread";
+  EXPECT_EQ(logged(kEnds), 1U);
 }
 
 TEST_F(SelfTestTest, RunWritesBothPatternsInEveryBlockSize) {
@@ -145,15 +145,6 @@ TEST_F(SelfTestTest, SwitchStartsRunsAtOnceAndItsEndBringsTheMemoriesBack) {
     Sleep(30);
     EXPECT_THAT(busWrites(), SizeIs(0));  // it sleeps again
   }
-}
-
-TEST_F(SelfTestTest, ObjectLivesAsLongAsItsThread) {
-  startThread();
-  const std::weak_ptr<FpgaReportThread> object = m_thread;
-  m_thread->Release();
-  m_thread.reset();
-  EXPECT_TRUE(waitUntil([&object] { return object.expired(); }));
-  EXPECT_EQ(logged(kEnds), 1U);
 }
 
 }  // namespace
