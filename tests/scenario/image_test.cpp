@@ -1,5 +1,7 @@
 // One fixed life of a device, and what it leaves in flash, FPGA, files and on the wire: the same bytes on every
-// processor. What they were is in image.txt; a change that is meant to change them changes that file too.
+// processor. What they were is in image.txt, a line for each step; a change that is meant to change them changes that
+// file too. When a line differs, the areas of each step are printed with their digests: compare them with another
+// run's.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,6 +20,7 @@
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"
 #include "proto/sendparameter.h"
+#include "support/brightness_fixture.h"
 #include "support/scenario_fixture.h"
 
 namespace testing_support {
@@ -31,10 +34,12 @@ constexpr const char* kImages = "root/data/tirk/etc/sysconf/";
 
 // FNV-1a.
 template <class Container>
-uint64_t digest(const Container& bytes) {
+std::string digest(const Container& bytes) {
   uint64_t hash = 0xCBF29CE484222325;
   for (const auto byte : bytes) hash = (hash ^ static_cast<uint8_t>(byte)) * 0x100000001B3;
-  return hash;
+  char text[24];
+  std::snprintf(text, sizeof text, " %016llx", static_cast<unsigned long long>(hash));
+  return text;
 }
 
 // Bytes of no pattern, the same every time.
@@ -82,44 +87,44 @@ class ImageTest : public RunningDaemonTest {
     }
   }
 
-  // What has been done so far: the parts that are not as they were, each with its digest. Of the journal what is
-  // written to the board; when reports go out and how long a second lasts is not the processor's.
+  // What has been done since the last note, in a line of digests. Of the journal what is written to the board; when
+  // reports go out and how long a second lasts is not the processor's.
   void note(const std::string& title) {
-    m_image += "# " + title + "\n";
-    noteBytes("replies", m_replies);
     std::string lines;
     for (const auto& line : effects())
       if (line.rfind("clock set", 0) != 0 && line.rfind("ipc s", 0) != 0) lines += line + "\n";
-    noteBytes("journal", lines);
     const std::string flash = m_directory.get(kImages + std::string("pmxpara"));
-    for (const auto& area : flash::kAreas) noteArea("flash", area, flash.substr(area.address, area.length));
-    for (const auto& area : fpga::kAreas) noteArea("fpga", area, fpga(area.address, area.length));
+    m_particulars += "# " + title + "\n";
+    m_image += title + ": replies" + digest(m_replies) + " journal" + digest(lines);
+    m_image += " flash" + digestOf("flash", flash::kAreas,
+                                   [&flash](const auto& area) { return flash.substr(area.address, area.length); });
+    m_image += " fpga" +
+               digestOf("fpga", fpga::kAreas, [this](const auto& area) { return fpga(area.address, area.length); }) +
+               "\n";
     m_replies.clear();
   }
 
-  template <class Container>
-  void noteBytes(const std::string& part, const Container& bytes) {
-    const uint64_t value = digest(bytes);
-    if (std::exchange(m_noted[part], value) == value) return;
-    char text[48];
-    std::snprintf(text, sizeof text, " %016llx\n", static_cast<unsigned long long>(value));
-    m_image += part + text;
-  }
-
   std::string m_image;
+  std::string m_particulars;  // at each note, the areas that had changed
 
  private:
-  template <class Area, class Container>
-  void noteArea(const char* memory, const Area& area, const Container& bytes) {
-    char text[48];
-    std::snprintf(text, sizeof text, "%s 0x%08x %u", memory, area.address, area.length);
-    noteBytes(text, bytes);
+  template <class Areas, class Read>
+  std::string digestOf(const char* memory, const Areas& areas, Read read) {
+    std::string all;
+    for (const auto& area : areas) {
+      const std::string value = digest(read(area));
+      char name[48];
+      std::snprintf(name, sizeof name, "%s 0x%08x %u", memory, area.address, area.length);
+      if (std::exchange(m_noted[name], value) != value) m_particulars += name + value + "\n";
+      all += value;
+    }
+    return digest(all);
   }
 
   std::unique_ptr<kadctl::BusClient> m_host;
   uint32_t m_sequence = 0;
   ByteVector m_replies;
-  std::map<std::string, uint64_t> m_noted;
+  std::map<std::string, std::string> m_noted;
 };
 
 TEST_F(ImageTest, IsTheSameOnEveryProcessor) {
@@ -214,7 +219,7 @@ TEST_F(ImageTest, IsTheSameOnEveryProcessor) {
                              word(static_cast<uint16_t>(body.size())) + body;
   writeInPieces(kFiles + 0x1000, word(2) + ByteVector(30, 0) + records, 512);
   write(0x0FF00100, {1}, 250);
-  noteBytes("card file", m_directory.get("root/data/tirk/etc/qxt/cabCfg/RvCfgFile_0.rcfgx"));
+  m_image += "card file" + digest(m_directory.get("root/data/tirk/etc/qxt/cabCfg/RvCfgFile_0.rcfgx")) + "\n";
   note("card files");
 
   for (const uint32_t space : {0x02300000U, 0x05000000U, 0x05060000U, 0x0F800100U, 0xF1000000U}) {
@@ -229,26 +234,12 @@ TEST_F(ImageTest, IsTheSameOnEveryProcessor) {
   read(static_cast<uint32_t>(kFeature + sendpara::kDateTime), 5);  // to the minute
   note("the last day");
 
-  ByteVector schedule(512, 0);
-  schedule[0] = 0x5B;
-  schedule[1] = 1;
-  schedule[32] = 0x23;  // at 23:00, in BCD
-  schedule[128] = 3;
-  schedule[160] = 0xFE;
-  write(0x0A000000, schedule);
-  // One node, by the light all day; one sensor, the board's; three points from light to brightness.
-  ByteVector byLight(512, 0);
-  byLight[0] = 0x9A;
-  DWT_ENCWD(&byLight[1], 1000);
-  DWT_ENCWD(&byLight[3], 512);
-  DWT_ENCWD(&byLight[5], 521);
-  DWT_ENCWD(&byLight[7], 538);
-  DWT_ENCWD(&byLight[10], 548);
-  byLight[12] = byLight[13] = byLight[15] = byLight[16] = 1;
-  byLight = byLight + ByteVector{1, 1, 0, 0, 0, 0, 9, 9, 9} + ByteVector{1, 0, 0, 9, 1, 0x7F, 0, 1} + repeated(9, 9) +
-            ByteVector{3} + word(100) + ByteVector{13} + word(1000) + ByteVector{37} + word(60000) + ByteVector{95};
-  byLight.resize(1000);
-  writeInPieces(0x0A000000, byLight, 400);
+  write(0x0A000000, ScheduleTable{.nodes = {{0x23, 0, 3, 0xFE}}}.bytes());
+  MixedBlock byLight;
+  byLight.nodes = {{0x00, 0x00, 0, true}};  // by the light all day
+  byLight.sensors = {{1, 0, 0, 0}};
+  byLight.luxMap = {{100, 13}, {1000, 37}, {60000, 95}};
+  writeInPieces(0x0A000000, byLight.bytes(), 400);
   monitor("light board 0x9F3B");
   ASSERT_TRUE(waitUntil([this] { return monitorLine("card read recv 2 7 0x02000001 1") != "00"; }));
   m_image += "a card's brightness " + monitorLine("card read recv 2 7 0x02000001 1") + "\n";
@@ -258,7 +249,7 @@ TEST_F(ImageTest, IsTheSameOnEveryProcessor) {
 
   std::ifstream file(KADREND_SOURCE_DIR "/tests/scenario/image.txt");
   const std::string expected{std::istreambuf_iterator<char>(file), {}};
-  EXPECT_EQ(m_image, expected) << m_image;
+  EXPECT_EQ(m_image, expected) << m_particulars;
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
-// Writes to the whole daemon: what is written is kept where it belongs, and read back.
+// What hosts write to the whole daemon, and what a peer that comes back is told.
+#include <memory>
+
 #include "support/scenario_fixture.h"
 
 namespace testing_support {
@@ -35,6 +37,24 @@ TEST_F(RequestsTest, WhatIsWrittenIsKeptAndReadBack) {
       EXPECT_EQ(fpga(space.fpgaAddress, data.size()), data) << std::hex << space.address;
     }
   }
+}
+
+TEST_F(RequestsTest, ARestartedScreenDaemonIsToldEverythingWhenItAsks) {
+  auto screenDaemon = std::make_unique<kadctl::BusClient>(board(), TIRK_MCUC::kTaskQxt);
+  ASSERT_TRUE(screenDaemon->receive(5000));
+  setFpga(0x1E, {0x03});
+  setFpga(0x1D7, {0x5A});
+  monitor("link copper 0x8421");
+  reports(*screenDaemon, 1500);
+  screenDaemon.reset();
+  settle(450);
+  screenDaemon = std::make_unique<kadctl::BusClient>(board(), TIRK_MCUC::kTaskQxt);
+  EXPECT_THAT(reports(*screenDaemon, 450), ::testing::IsEmpty()) << "nothing changed";
+  // A write of the optical-to-network switch has the daemon look for it anew.
+  EXPECT_EQ(askWrite(0x020001DF, {1}).ack, 0);
+  EXPECT_THAT(reports(*screenDaemon, 450),
+              ::testing::IsSupersetOf({"0x0200001e 03", "0x0200009e 00", "0x02000120 0000", "0x0200001f 01",
+                                       "0x0200009f 02", "0x02000126 0408", "0x020001d7 5a"}));
 }
 
 }  // namespace

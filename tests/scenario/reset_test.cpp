@@ -19,10 +19,7 @@ constexpr const char* kSettings[] = {"root/usr/pmx100/bin/wpr/bin/Configure/syst
 
 class ResetTest : public RunningDaemonTest {
  protected:
-  explicit ResetTest(const std::string& config = kLoadsAtOnce) : RunningDaemonTest(config) {}
   bool there(const std::string& name) const { return std::filesystem::exists(m_directory.path() / name); }
-  // The factory image is being prepared: what comes now is dropped.
-  bool resetRuns() { return waitLogged("Error", ">>>>>>>>>>>>>>>>>>>>>>>>>reboot begin>>>>>>>>>>>>>>>"); }
 };
 
 struct ResetType {
@@ -53,7 +50,7 @@ TEST_P(ResetTypeTest, GoesThroughTheRebootToAWallOfOneCard) {
 
   EXPECT_EQ(askWrite(kResetCommand, {reset.type}), (Reply{0, 0, {}}));
   EXPECT_TRUE(heard(screenDaemon, "0x01000002 " + toHex(ByteVector{reset.type})));
-  ASSERT_TRUE(resetRuns());
+  ASSERT_TRUE(waitLogged("Error", ">>>>>>>>>>>>>>>>>>>>>>>>>reboot begin>>>>>>>>>>>>>>>"));
   EXPECT_FALSE(client().ask(BusClient::request(kCodeRead, 0x02300000, 1, {}, {}), 300)) << "dropped";
   ASSERT_TRUE(waitLogged("Info", "============================= Finish return factory :1"));
   ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
@@ -61,6 +58,7 @@ TEST_P(ResetTypeTest, GoesThroughTheRebootToAWallOfOneCard) {
   EXPECT_EQ(monitorLine("card read recv 3 1 0x02000001 1"), "99") << "the cards are reset at once";
   EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x77}) << "the flash with the reboot";
   waitReboot();
+  EXPECT_THAT(journal(), IsSupersetOf({"sh fpga w s 0x1eb 0x0", "sh reboot -f"}));
   ready();
   EXPECT_EQ(monitorLine("env get firstboot"), "0");
   EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0}) << "the factory image";
@@ -83,46 +81,6 @@ TEST_P(ResetTypeTest, GoesThroughTheRebootToAWallOfOneCard) {
 INSTANTIATE_TEST_SUITE_P(Types, ResetTypeTest,
                          ::testing::Values(ResetType{0, 1, false}, ResetType{1, 0, false}, ResetType{2, 1, true}),
                          [](const auto& parameter) { return "Type" + std::to_string(parameter.param.type); });
-
-TEST_F(ResetTest, AReloadDoesNotCallItOff) {
-  EXPECT_EQ(askWrite(kResetCommand, {0}).ack, 0);
-  settle(60);
-  const size_t restores = logged("Info", "Begin Restore FPGA");
-  EXPECT_EQ(askWrite(0x01000004, {1}).ack, 0) << "accepted, and dropped by the worker";
-  EXPECT_EQ(askWrite(0x02300000, {0x42}).ack, 0) << "other writes are applied until the reset begins";
-  ASSERT_TRUE(resetRuns());
-  EXPECT_EQ(logged("Info", "Begin Restore FPGA"), restores);
-  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x42});
-  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
-}
-
-TEST_F(ResetTest, AKillBeforeTheRebootLeavesTheDeviceAsItWas) {
-  setFlash(flash::kBackup.address, {0x77});
-  EXPECT_EQ(askWrite(kResetCommand, {0}).ack, 0);
-  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
-  restart();
-  ready();
-  EXPECT_EQ(flash(flash::kBackup.address, 1), ByteVector{0x77});
-  EXPECT_EQ(monitorLine("env get firstboot"), "0") << "a first start, of the flash that is there";
-}
-
-class LateResetTest : public ResetTest {
- protected:
-  LateResetTest() : ResetTest("journal = on\nfpga_load_ms = -1\n") {}
-  void SetUp() override { DaemonTest::SetUp(); }
-};
-
-TEST_F(LateResetTest, AResetAskedForBeforeTheFpgaIsLoadedIsCarriedOutAfterIt) {
-  setFlash(flash::kScreenRecord.address, fromHex("015500000000800040000203010600"));
-  EXPECT_EQ(askWrite(kResetCommand, {2}).ack, 0);
-  settle(300);
-  m_directory.put(kFpgaFlagFile, "");
-  ASSERT_TRUE(resetRuns());
-  ASSERT_TRUE(waitLogged("Info", "Return to factory successfully! reboot in 5 seconds..."));
-  EXPECT_EQ(monitorLine("env get firstboot"), "1") << "for the start after the reboot";
-  EXPECT_EQ(flash(flash::kScreenRecord.address, 15), fromHex("015500000000800040000203010600")) << "no first start yet";
-  EXPECT_THAT(effects(), Contains(StartsWith("factory w 0x00003000 46080 ")));
-}
 
 }  // namespace
 }  // namespace testing_support

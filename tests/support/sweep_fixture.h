@@ -2,6 +2,7 @@
 // going wrong at another place each time.
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <span>
@@ -37,8 +38,8 @@ class ScenarioTest : public SpaceStoreTest {
 // Both steps are requests and what follows from them.
 struct Scenario {
   const char* name;
-  void (*prepare)(ScenarioTest& daemon);  // the state before, from a board that was put back
-  void (*run)(ScenarioTest& daemon);
+  std::function<void(ScenarioTest&)> prepare;  // the state before, from a board that was put back
+  std::function<void(ScenarioTest&)> run;
   bool asksCardSize = false;
 };
 void PrintTo(const Scenario& scenario, std::ostream* out);
