@@ -247,7 +247,8 @@ TEST_F(FeatureWrite, PersistsTheScreenSizeThatTheWriteLeaves) {
   } kCases[] = {
       {"a size", 0x1EC, word(1920) + word(1080), 0, 10, 20, sizeRecord(1920, 1080)},
       {"without the offsets of the bypass mode", 0x1EC, word(1920) + word(1080), 1, 10, 20, sizeRecord(1910, 1060)},
-      {"unless one is too large", 0x1EC, word(1920) + word(1080), 2, 10, 1081, sizeRecord(1920, 1080)},
+      {"unless one is too large", 0x1EC, word(1920) + word(1080), 1, 1920, 20, sizeRecord(1920, 1080)},
+      {"or the other", 0x1EC, word(1920) + word(1080), 2, 10, 1081, sizeRecord(1920, 1080)},
       {"width and switch", 0x1EE, word(600), 0, 0, 0, sizeRecord(500, 600)},
       {"a write over the whole range", 0x1EB, repeated(8, 1), 0, 0, 0, sizeRecord(257, 257)},
       {"from below", 0x23, bytes({0x20, 0}), 0, 0, 0, sizeRecord(500, 300)},
