@@ -50,17 +50,23 @@ void CTrace::CLogRecorder::append(const char* text, size_t length, size_t reserv
   m_lpszBuf[m_dwPos] = '\0';
 }
 
+// In hexadecimal with the prefix and at least so many digits.
 template <class T>
-void CTrace::CLogRecorder::integer(T value, const char* hexFormat) {
-  char digits[32];
-  size_t length = 0;
-  if (m_bHex != 0) {
-    length = static_cast<size_t>(snprintf(digits, sizeof digits, hexFormat, value));
-  } else {
-    length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+void CTrace::CLogRecorder::integer(T value, const char* hexPrefix, size_t hexDigits) {
+  char text[32];
+  char* const end = text + sizeof text;
+  if (m_bHex == 0) {
+    append(text, static_cast<size_t>(std::to_chars(text, end, value).ptr - text), 1);
+    return;
   }
   m_bHex = 0;
-  append(digits, length, 1);
+  char digits[16];
+  const auto last = std::to_chars(digits, digits + sizeof digits, std::make_unsigned_t<T>(value), 16).ptr;
+  const auto count = static_cast<size_t>(last - digits);
+  char* out = std::copy_n(hexPrefix, strlen(hexPrefix), text);
+  if (count < hexDigits) out = std::fill_n(out, hexDigits - count, '0');
+  out = std::copy(digits, last, out);
+  append(text, static_cast<size_t>(out - text), 1);
 }
 
 CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(const char* text) {
@@ -89,22 +95,22 @@ CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(unsigned short value) {
 }
 
 CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(int value) {
-  integer(value, "%x");
+  integer(value, "", 1);
   return *this;
 }
 
 CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(unsigned int value) {
-  integer(value, "0x%08x");
+  integer(value, "0x", 8);
   return *this;
 }
 
 CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(long value) {
-  integer(value, "0x%lx");
+  integer(value, "0x", 1);
   return *this;
 }
 
 CTrace::CLogRecorder& CTrace::CLogRecorder::operator<<(unsigned long value) {
-  integer(value, "0x%lx");
+  integer(value, "0x", 1);
   return *this;
 }
 
@@ -158,7 +164,7 @@ void CTrace::trace_string(uint32_t level, const char* text) {
   CMutexGuardT guard(g_mutex);
   if (m_hTrace == nullptr) return;
   _Write_Trace_Dev(m_hTrace, m_lpszModule, g_logLevelEntry[level], text);
-  const LocalTime today = boardLocalTime();
+  const LocalTime& today = lastLocalTime();
   if (startDay(today.month, today.day)) load(m_hTrace);
   if (m_hTrace->max_reached()) load(m_hTrace);
 }

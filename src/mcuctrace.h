@@ -72,7 +72,7 @@ class CTrace {
    private:
     void append(const char* text, size_t length, size_t reserved);
     template <class T>
-    void integer(T value, const char* hexFormat);
+    void integer(T value, const char* hexPrefix, size_t hexDigits);
 
     char* m_lpszBuf;
     unsigned long m_dwSize;

@@ -22,6 +22,7 @@ namespace TIRK_MCUC {
 namespace {
 
 constexpr unsigned long kBytesPerLine = 1024;
+LocalTime g_lastTime{};  // guarded by g_mutex
 
 CMutexThreadRecursive& traceMutex() {
   static NoDestroy<CMutexThreadRecursive> mutex(LockRank::trace);
@@ -119,17 +120,20 @@ CMutexThreadRecursive& g_mutex = traceMutex();
 CTraceFileMgr& g_trace_mgr = traceManager();
 
 LocalTime boardLocalTime() {
-  static LocalTime cached{};
   timeval now{};
   board_clock_get(&now);
-  if (cached.month == 0 || cached.epochSecond != now.tv_sec) {
+  if (g_lastTime.month == 0 || g_lastTime.epochSecond != now.tv_sec) {
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    cached = {now.tv_sec,    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-              local.tm_hour, local.tm_min,         local.tm_sec,     0};
+    g_lastTime = {now.tv_sec,    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                  local.tm_hour, local.tm_min,         local.tm_sec,     0};
   }
-  cached.millisecond = static_cast<long>(now.tv_usec / 1000);
-  return cached;
+  g_lastTime.millisecond = static_cast<long>(now.tv_usec / 1000);
+  return g_lastTime;
+}
+
+const LocalTime& lastLocalTime() {
+  return g_lastTime;
 }
 
 // --- CTraceFile

@@ -116,5 +116,6 @@ struct LocalTime {
   long millisecond;
 };
 LocalTime boardLocalTime();
+const LocalTime& lastLocalTime();  // what boardLocalTime told last: the time of the last line
 
 }  // namespace TIRK_MCUC
