@@ -142,8 +142,6 @@ TEST_F(Advanced, ScreenSizeFromTheBorders) {
   EXPECT_EQ(flash(0xD17000, 1), bytes({6}));
 }
 
-// --- the queued request
-
 class AdvancedHandler : public Advanced {
  protected:
   AdvancedHandler() {

@@ -1,4 +1,4 @@
-// The alarm over a day's nodes: once a minute, gaps, and jumps both ways.
+// The alarm over a day's nodes, to the second: when it fires, how often, and whether it has.
 #include <gmock/gmock.h>
 
 #include <string>
@@ -58,58 +58,6 @@ TEST_F(AlarmTest, ArmedWithinItsMinuteItFiresUntilTheFourthSecond) {
   alarm.reset(at("08:00:01"));
   alarm.arm(0x08, 0x00);
   EXPECT_THAT(fired(at("08:00:03"), at("08:02:00")), ElementsAre(at("08:00:03")));
-}
-
-TEST_F(AlarmTest, AGapBetweenChecksIsMadeUpForAtOnce) {
-  struct {
-    const char* before;
-    const char* after;
-    bool fires;
-  } const cases[] = {
-      {"07:59:59", "08:00:30", true},
-      {"07:00:00", "21:00:00", true},
-      {"07:00:00", "07:59:59", false},
-      {"08:00:00", "20:00:00", false},  // its minute had begun before
-  };
-  for (const auto& c : cases) {
-    alarm.reset(at(c.before));
-    alarm.arm(0x08, 0x00);
-    EXPECT_EQ(alarm.check(at(c.after)) == BrightnessAlarm::kFired, c.fires) << c.before << " to " << c.after;
-  }
-}
-
-TEST_F(AlarmTest, AnOldGapIsForgottenOnceNothingIsOwed) {
-  alarm.reset(at("07:00:00"));
-  alarm.arm(0x20, 0x00);
-  EXPECT_EQ(alarm.check(at("12:00:00")), BrightnessAlarm::kQuiet);
-  alarm.arm(0x11, 0x00);  // lies in the gap, but was not armed then
-  EXPECT_THAT(fired(at("12:00:02"), at("12:10:00")), IsEmpty());
-}
-
-TEST_F(AlarmTest, OfAGapOfDaysTheLastDayIsMadeUpFor) {
-  alarm.reset(at("13:00:00"));
-  alarm.arm(0x18, 0x00);
-  EXPECT_EQ(alarm.check(at("13:00:00", 1) - 1), BrightnessAlarm::kFired);
-  alarm.arm(0x18, 0x00);
-  EXPECT_EQ(alarm.check(at("17:00:00", 9)), BrightnessAlarm::kDaysPassed);
-  EXPECT_EQ(alarm.check(at("17:00:02", 9)), BrightnessAlarm::kFired);  // the day before's
-  alarm.arm(0x16, 0x59);
-  EXPECT_EQ(alarm.check(at("17:00:04", 9)), BrightnessAlarm::kFired);
-  alarm.arm(0x16, 0x58);
-  EXPECT_EQ(alarm.check(at("17:00:06", 9)), BrightnessAlarm::kQuiet);
-}
-
-TEST_F(AlarmTest, AClockThatGoesBackFiresNothingAndOwesNothing) {
-  alarm.reset(at("12:00:00"));
-  alarm.arm(0x20, 0x00);
-  EXPECT_EQ(alarm.check(at("11:59:59")), BrightnessAlarm::kWentBack);
-  EXPECT_EQ(alarm.check(at("20:00:00", -1)), BrightnessAlarm::kWentBack);
-  EXPECT_EQ(alarm.check(at("20:00:02", -1)), BrightnessAlarm::kFired);  // its minute is here all the same
-  alarm.arm(0x08, 0x00);
-  EXPECT_EQ(alarm.check(at("12:00:00")), BrightnessAlarm::kFired);
-  EXPECT_EQ(alarm.check(at("09:00:00")), BrightnessAlarm::kWentBack);
-  alarm.arm(0x08, 0x00);
-  EXPECT_THAT(fired(at("09:00:02"), at("10:00:00")), IsEmpty());
 }
 
 TEST_F(AlarmTest, TellsWhetherItHasFiredForWhatIsArmed) {

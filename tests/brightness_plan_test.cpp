@@ -1,9 +1,7 @@
 // What a brightness configuration says, and the look-ups over it: every bound of every count, and lists in any order.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <array>
-#include <string>
 #include <vector>
 
 #include "proto/brightnessplan.h"

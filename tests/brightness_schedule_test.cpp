@@ -75,8 +75,6 @@ TEST_F(BrightnessSchedule, ARestartOfTheModeOwesNothingOfTheTimeBefore) {
   EXPECT_THAT(sent(), IsEmpty());
 }
 
-// --- Mixed mode.
-
 class MixedBrightness : public BrightnessSchedule {};
 
 TEST_F(MixedBrightness, AtTheStartWeekdaysCountFromSunday) {
@@ -112,8 +110,6 @@ TEST_F(MixedBrightness, AFixedNodeIsSentAgainEveryTenMinutesUntilAnotherBegins) 
   EXPECT_THAT(sentUntil("12:50:00"), IsEmpty());  // a sensor-driven node, without a sensor
 }
 
-// --- Rest.
-
 TEST_F(BrightnessSchedule, NothingIsReadOrWrittenWhenNothingIsDue) {
   MixedBlock mixed;
   mixed.nodes = {{0x06, 0x00, 20}, {0x18, 0x00, 40}};
@@ -135,8 +131,6 @@ TEST_F(BrightnessSchedule, NothingIsReadOrWrittenWhenNothingIsDue) {
     EXPECT_THAT(journalLines(), IsEmpty());
   }
 }
-
-// --- A year.
 
 // What the ports' brightness must be, from the wall clock alone: a node acts when the clock passes its start going
 // forward, and of a jump over days the last one counts.

@@ -28,8 +28,6 @@ class BrightnessSensors : public BrightnessTest {
   }
 };
 
-// --- One sensor.
-
 TEST_F(BrightnessSensors, ACardIsAskedAndItsAnswerDoubled) {
   light(3, 0x0102, 5, 0x7FFF);
   EXPECT_EQ(lux(0, 3, 0x0102, 5), 65534);
@@ -62,8 +60,6 @@ TEST_F(BrightnessSensors, TheBoardsSensorSaysWhetherItsValueIsValid) {
     EXPECT_EQ(lux(1, 9, 77, 5), expected) << raw.value_or(0);
   }
 }
-
-// --- Sensor mode.
 
 struct SensorTable {
   std::vector<MixedBlock::Sensor> sensors;
@@ -139,8 +135,6 @@ TEST_F(SensorMode, AFailedReadingIsNoSampleAndANewTableBeginsAnew) {
   readings(1, 1200);
   EXPECT_THAT(sent(), ElementsAre("all 220"));
 }
-
-// --- Sensor-driven nodes of the mixed mode.
 
 class MixedSensors : public BrightnessSensors {
  protected:
@@ -223,8 +217,6 @@ TEST_F(MixedSensors, ANodeThatIsNotActiveTodayLeavesNoSensorRunning) {
   EXPECT_THAT(sent(), IsEmpty());
 }
 
-// --- The serial controller.
-
 class SerialWatchdog : public BrightnessSensors {
  protected:
   SerialWatchdog() {
@@ -289,22 +281,5 @@ TEST_F(SerialWatchdog, AMixedModeThatIsSwitchedOffStaysOffInSilence) {
   run(75);  // the count, which began anew meanwhile, runs out and rests
   EXPECT_THAT(sent(), ElementsAre("all 51"));
 }
-
-class StoredTimeout : public BrightnessTest, public ::testing::WithParamInterface<int> {};
-
-// Without a legal one the link counts as lost at start-up.
-TEST_P(StoredTimeout, IsTakenWhenItIsLegal) {
-  const auto stored = static_cast<uint8_t>(GetParam());
-  const bool legal = stored == 2 || stored == 119;
-  MixedBlock block;
-  block.mode = kModeScreenBlack;
-  setFlash(kRegion, block.bytes());
-  store.SendParameterReg.setByte(sendpara::kSerialTimeout, stored);
-  run(1);
-  EXPECT_EQ(control().UartDiscOvertime, legal ? stored : 40);
-  EXPECT_THAT(sent(), SizeIs(legal ? 0 : 1));
-}
-
-INSTANTIATE_TEST_SUITE_P(Bound, StoredTimeout, ::testing::Values(1, 2, 119, 120));
 
 }  // namespace

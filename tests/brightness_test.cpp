@@ -188,8 +188,6 @@ TEST_F(BrightnessTable, ASaveWritesTheTableOverTheRegionsStart) {
   EXPECT_EQ(region(), pattern(512) + ByteVector(4608, 0x11));
 }
 
-// --- Start-up.
-
 MixedBlock fixedBlockOf(BrightnessMode mode, bool on = true, bool allowed = true) {
   MixedBlock block = fixedBlock(50);
   block.mode = mode;
@@ -260,8 +258,6 @@ TEST_F(BrightnessTable, ATableThatCannotBeLoadedAtStartUpIsLoadedBeforeItIsChang
   EXPECT_THAT(sent(), ElementsAre("0 78"));
 }
 
-// --- The switch of the mixed mode.
-
 TEST_F(BrightnessTable, TheMixedSwitchIsStoredAndActsOnAChangeOnly) {
   configure(fixedBlock(50));
   sent();
@@ -278,8 +274,6 @@ TEST_F(BrightnessTable, TheMixedSwitchIsStoredAndActsOnAChangeOnly) {
   run(601);
   EXPECT_THAT(sent(), ElementsAre("all 127"));
 }
-
-// --- Gradual changes.
 
 class GradualChange : public BrightnessTable {
  protected:
@@ -329,8 +323,6 @@ TEST_F(GradualChange, GoesOnWhenAWriteStartsNothing) {
   EXPECT_EQ(sent().back(), "all 99");  // the alarm was armed again
 }
 
-// --- The register space.
-
 using BrightnessSpace = SpaceStoreTest;
 
 TEST_F(BrightnessSpace, ReadsAnswerFromTheTableOrTheRegion) {
@@ -359,8 +351,6 @@ TEST_F(BrightnessSpace, WritesAreQueuedAndAppliedByTheWorker) {
   EXPECT_THAT(applied(), ElementsAre(appliedWrite("Sprocess_doAdjustBrightness", 0x0A000FFE, bytes({0x77, 0x78}))));
   EXPECT_EQ(flash(0xB8BFFE, 2), bytes({0x77, 0x78}));
 }
-
-// --- Output.
 
 using BrightnessReports = ReportingStoreTest;
 

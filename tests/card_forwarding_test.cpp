@@ -4,7 +4,6 @@
 #include "linkstate.h"
 #include "mcucutil.h"
 #include "proto/data_common.h"
-#include "support/report_listener.h"
 #include "support/space_fixture.h"
 #include "virtual/cards.h"
 
@@ -145,16 +144,6 @@ TEST_F(CardForwarding, AWritesResultIsNotLookedAt) {
   auto request = writeRequest(0x100, bytes({1}));
   request.proto.m_ucAck = 9;
   EXPECT_EQ(forward(kMulti, request).ack, 9);
-}
-
-TEST_F(CardForwarding, AnUnknownCodeDoesNothing) {
-  for (Routine routine : {kScan, kMulti, kBox, k3D}) {
-    auto request = readRequest(0x02000001, 4);
-    request.proto.m_ucCode = 2;
-    EXPECT_EQ(forward(routine, request), done());
-    EXPECT_EQ((Tshl_ctl::getInstance()->*routine)(nullptr), 4);
-  }
-  EXPECT_EQ(journal(), "");
 }
 
 TEST_F(CardForwarding, TheBrightnessOfTheCardsIsKeptAndReported) {

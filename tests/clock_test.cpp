@@ -1,6 +1,4 @@
 // The driver's clock operations, in local time, on the board's clock.
-#include <ctime>
-
 #include "driverutil.h"
 #include "support/board_fixture.h"
 

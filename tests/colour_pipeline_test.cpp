@@ -1,6 +1,5 @@
 // The picture's way to the FPGA: gamma sets, HDR tables, colour conversion and the pattern generator, and the handlers
 // that set them.
-#include "colourcalc.h"
 #include "mcucbytes.h"
 #include "process/proc_poll.h"
 #include "process/tprocess.h"
@@ -84,28 +83,6 @@ TEST_F(ColourPipelineTest, TheBuiltInTableHasItsPublishedLevels) {
     for (size_t i = 0; i < 4; ++i) EXPECT_EQ(level(4 * at + i), expected) << at;
 }
 
-TEST_F(ColourPipelineTest, AnHdrTableGoesToAllColoursAndMarksThem) {
-  ParaTable[PbufScrPeakLight] = 800;
-  ParaTable[PbufAmbientLight] = 300;
-  ParaTable[PbufBrightness] = 0x1050;  // the low bytes count
-  ParaTable[PbufLowGrayEffect] = 0x2014;
-  ParaTable[PbufHigGrayEffect] = 0x3078;
-  ParaTable[PbufHLGClass] = 0x4007;
-  ByteVector hdr10(kTable), hlg(kTable);
-  HDR10GammaCalculation(800, 300, 0x50, 10, 0x14, 0x78, hdr10.data());
-  HLGGammaCalculation(7, hlg.data());
-  for (const auto& [kind, table] : {std::pair<uint8_t, ByteVector>{'X', hdr10}, {'x', hlg}}) {
-    setFpga(0x500109, bytes({0}));
-    setFpga(0x1EA, bytes({0}));
-    store.SendParameterReg.setByte(sendpara::kHdrMark, 0);
-    store.SendCardHDRProcess(kind);
-    for (int colour = 0; colour < 3; ++colour) EXPECT_EQ(loaded(colour), table) << kind << colour;
-    EXPECT_EQ(fpga(0x500109, 1), bytes({0x5A}));
-    EXPECT_EQ(fpga(0x1EA, 1), bytes({0x58}));
-    EXPECT_EQ(store.SendParameterReg.byte(0x1EA), 0x58);
-  }
-}
-
 TEST_F(ColourPipelineTest, AnyOtherKindGivesTheNormalGammaOfTheBitDepth) {
   for (const uint32_t tag : kSets[1].tags) setFlash(tag, kTag);
   for (const auto& [depth, set] : {std::pair<uint16_t, int>{0x0178, 1}, {0x0058, 0}}) {
@@ -116,18 +93,6 @@ TEST_F(ColourPipelineTest, AnyOtherKindGivesTheNormalGammaOfTheBitDepth) {
     EXPECT_EQ(fpga(0x1EA, 1), bytes({0xFF}));
   }
 }
-
-TEST_F(ColourPipelineTest, ThePictureQualityIsWrittenForBothInputs) {
-  ByteVector rgb(32), yuv(32);
-  PictureQualityCalculation(FRtoFR, 60, 40, 200, 0, rgb.data());
-  PictureQualityCalculation(LYtoFR, 60, 40, 200, 0, yuv.data());
-  apply(Tprocess::Sprocess_PictureQualityCal, bytes({60, 0, 40, 0, 200, 0}));
-  EXPECT_EQ(fpga(0xD00000, 32), rgb);
-  EXPECT_EQ(fpga(0xD00040, 32), yuv);
-  EXPECT_THAT(operations(), ElementsAre("fpga w 0x00d00000 32", "fpga w 0x00d00040 32"));
-}
-
-// --- Pattern generator
 
 struct Pattern {
   int kind;  // 1 pixel, 2 block interval
@@ -184,8 +149,6 @@ TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixelAndTheStrobeComesLast
   }
 }
 
-// --- Handlers
-
 TEST_F(ColourPipelineTest, AnHdrPayloadSetsItsCellsAndIsKept) {
   const ByteVector hdr10 = {0x58, 9, 77, 0, 0xE8, 0x03, 0x2C, 0x01, 15, 140};
   ParaTable[PbufHLGClass] = 6;
@@ -241,8 +204,6 @@ TEST_F(ColourPipelineTest, APayloadThatIsMissingOrCutIsDropped) {
   }
   EXPECT_EQ(logged("shorter than what it claims, dropped"), 5U);
 }
-
-// --- Gamma tables by pieces
 
 TEST_F(ColourPipelineTest, AGammaPieceGoesToItsPlaceAndTheLastMarksTheTable) {
   ParaTable[PbufHDRType] = 0x58;  // so that a complete set is not loaded

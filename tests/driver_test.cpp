@@ -21,8 +21,6 @@ class DriverTest : public BoardTest {
   DriverUtil& driver = *DriverUtil::getInstance();
 };
 
-// --- The bus
-
 TEST_F(DriverTest, BusAccessIsTriedThreeTimes) {
   fail(Op::FpgaWrite, 2);
   EXPECT_EQ(driver.WriteFPGABusOneWord(kScratch, 0x5A), 0);
@@ -118,8 +116,6 @@ TEST_F(DriverTest, LongestBlockIs65535Bytes) {
   EXPECT_EQ(fpga(kScratch, 65536), repeated(65535, 0x42) + bytes({0}));
 }
 
-// --- The flash
-
 TEST_F(DriverTest, FlashAccessIsTriedThreeTimesAndGivesTheLibrarysCode) {
   uint8_t data[4] = {1, 2, 3, 4};
   fail(Op::FlashWrite, 2, 9);
@@ -138,17 +134,6 @@ TEST_F(DriverTest, FlashAccessIsTriedThreeTimesAndGivesTheLibrarysCode) {
   EXPECT_THAT(did("flash w "), SizeIs(3 + 3));
   EXPECT_FALSE(driver.fpgaDown());
 }
-
-using DriverStartTest = BoardTest;
-
-TEST_F(DriverStartTest, FlashThatDoesNotOpenIsReported) {
-  fail(Op::FlashInit, 1);
-  EXPECT_FALSE(DriverUtil::getInstance()->initialize());
-  EXPECT_EQ(logged("pmxpara file fail"), 1U);
-  EXPECT_TRUE(DriverUtil::getInstance()->initialize());
-}
-
-// --- The shell
 
 TEST_F(DriverTest, CommandGivesItsFirstLine) {
   const struct {

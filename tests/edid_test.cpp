@@ -1,7 +1,6 @@
 // EDIDs: table and reduced-blanking timings, the descriptor's limits, and conformity by an independent decoder.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <random>

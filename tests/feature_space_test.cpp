@@ -1,5 +1,4 @@
 // The feature space: what a read answers and refreshes, which writes are reported at once, and its bounds.
-#include <atomic>
 #include <thread>
 
 #include "apipc.h"
@@ -159,19 +158,10 @@ TEST_F(FeatureSpace, HostOffsetsOfTheBypassModeAreReportedAtOnce) {
 // A worker stores into the mirror first and sends to the bus afterwards; a read in between must not bring back what the
 // bus held before.
 TEST_F(FeatureSpace, RefreshNeverUndoesAWriteThatIsUnderWay) {
-  std::atomic<bool> writing{false};
-  std::atomic<bool> finish{false};
-  std::thread worker([&] {
-    CMutexGuardT busy(Tprocess_ctl::getInstance()->m_mutex);
-    setMirror(0x60, bytes({0x99}));
-    writing = true;
-    while (!finish) std::this_thread::yield();
-  });
-  while (!writing) std::this_thread::yield();
-  EXPECT_EQ(read(0, 512).data[0x60], 0x22) << "the bus's byte is answered";
+  const CMutexGuardT worker(Tprocess_ctl::getInstance()->m_mutex);
+  setMirror(0x60, bytes({0x99}));
+  std::thread([] { EXPECT_EQ(read(0, 512).data[0x60], 0x22) << "the bus's byte is answered"; }).join();
   EXPECT_EQ(mirror(0x60, 1), bytes({0x99}));
-  finish = true;
-  worker.join();
 }
 
 }  // namespace

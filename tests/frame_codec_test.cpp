@@ -94,16 +94,6 @@ TEST(FrameCodec, RefusesToEncodeWhatDoesNotFit) {
   EXPECT_EQ(frame.Encode(large.data(), 70000), -1) << "no frame is longer than 65 536 bytes";
 }
 
-TEST(FrameCodec, RefusesShortFrames) {
-  const ByteVector shortest = encode(ThirdProtoMCUCMsg(0, 0, 0, 0, 0, 0, 0, 0, kCodeRead, 0));
-  ThirdProtoMCUCMsg frame;
-  for (int length : {-1, 0, 19}) {
-    EXPECT_EQ(frame.Decode(shortest.data(), length), -1) << length;
-    EXPECT_FALSE(MCUCMsg::Checkout(shortest.data(), length)) << length;
-  }
-  EXPECT_EQ(frame.Decode(shortest.data(), 20), 0);
-}
-
 TEST(FrameCodec, TakesAWritesDataOnlyIfItIsThere) {
   struct Case {
     const char* name;

@@ -73,23 +73,6 @@ TEST_F(Identity, TransferAndReaderMakeEnvironmentAndFlashAgree) {
   }
 }
 
-TEST_F(Identity, TransferSurvivesFailures) {
-  restart("0123456789ABCDEF");
-  fail(vboard::Op::EnvOpen, 1);
-  EXPECT_EQ(readSerial(), repeated(8, 0xEE));
-  EXPECT_EQ(serial(), kStored);
-
-  restart("");
-  fail(vboard::Op::EnvSet, 1);
-  store.SNTransfer();
-  EXPECT_EQ(serial(), kDefaultSerial) << "the flash gets it all the same";
-
-  restart("0123456789ABCDEF");
-  fail(vboard::Op::FlashRead, 3);
-  store.SNTransfer();
-  EXPECT_EQ(serial()[7], 0xEF) << "an unreadable record counts as different";
-}
-
 TEST_F(Identity, ModelIdentifierIsSwapped) {
   EXPECT_EQ(readModel(), bytes({0x01, 0x50})) << "a new board's 5001";
   setEnv("device_modelid", "1a2b");

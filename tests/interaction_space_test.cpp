@@ -1,5 +1,4 @@
 // The human-computer interaction space: what each offset takes and answers, and the payloads that it queues.
-#include <atomic>
 #include <thread>
 
 #include "process/tprocess_ctl.h"
@@ -110,15 +109,6 @@ TEST_F(InteractionSpaceTest, WithoutHdr10OnlyTheHlgClassIsTaken) {
   EXPECT_EQ(read(kHlgClass, 1), done(bytes({12})));
 }
 
-TEST_F(InteractionSpaceTest, APeakLuminanceOfOneByteIsRefusedInEitherMode) {
-  for (const uint8_t mode : {uint8_t{0x58}, uint8_t{0}}) {
-    write(kHdrType, bytes({mode}));
-    EXPECT_EQ(write(kPeakLight, bytes({1})), refused(6));
-    EXPECT_EQ(payloads().size(), 1U);
-    EXPECT_EQ(read(kHdrType, 4), done(bytes({mode, 0xE8, 0x03, 30})));
-  }
-}
-
 TEST_F(InteractionSpaceTest, TheBrightnessIsTheCardsInPercentOrTheLastKnown) {
   for (const auto& [raw, percent] : {std::pair{255, "64"}, {128, "32"}, {254, "63"}, {0, "00"}}) {
     setCardBrightness(static_cast<uint8_t>(raw));
@@ -136,21 +126,16 @@ TEST_F(InteractionSpaceTest, TheBrightnessIsTheCardsInPercentOrTheLastKnown) {
 }
 
 TEST_F(InteractionSpaceTest, AQueuedPayloadKeepsItsValues) {
-  std::atomic<bool> inside{false};
-  std::atomic<bool> leave{false};
-  std::thread handler([&] {
-    CMutexGuardT busy(Tprocess_ctl::getInstance()->m_mutex);
-    inside = true;
-    while (!leave) std::this_thread::yield();
-  });
-  while (!inside) std::this_thread::yield();
-  write(kHdrType, bytes({0x78}));
-  for (const uint8_t hlgClass : counting(3)) write(kHlgClass, bytes({hlgClass}));
-  write(kPicture, bytes({10, 20, 30, 0}));
-  write(kPicture, bytes({40, 60, 44, 1}));
-  EXPECT_EQ(journal(), "");
-  leave = true;
-  handler.join();
+  {
+    const CMutexGuardT handler(Tprocess_ctl::getInstance()->m_mutex);  // the worker waits
+    std::thread([] {
+      write(kHdrType, bytes({0x78}));
+      for (const uint8_t hlgClass : counting(3)) write(kHlgClass, bytes({hlgClass}));
+      write(kPicture, bytes({10, 20, 30, 0}));
+      write(kPicture, bytes({40, 60, 44, 1}));
+    }).join();
+    EXPECT_EQ(journal(), "");
+  }
   EXPECT_THAT(payloads(), ElementsAre("78040000000000000000", "78010000000000000000", "78020000000000000000",
                                       "78030000000000000000"));
   EXPECT_EQ(logged(" Contrast: 20 Saturation: 10 Hue: 30"), 1U);

@@ -9,7 +9,6 @@
 #include "mcuctrace.h"
 #include "process/tprocess_ctl.h"
 #include "proto/data_common.h"
-#include "proto/tshl_ctl.h"
 #include "stub/mcuimdthread.h"
 #include "stub/stubutil.h"
 #include "support/board_fixture.h"
@@ -54,7 +53,7 @@ ByteVector harmlessFrame() {
   return wire;
 }
 
-// --- A link without its threads: messages are put on the local queue, and one call takes them off.
+// A link without its threads: messages are put on the local queue, and one call takes them off.
 class LocalQueueTest : public BoardTest {
  protected:
   // As the bus would: the callback, with a message that is the queue's from then on.
@@ -151,7 +150,7 @@ TEST_F(LocalQueueTest, SendingReportsWhatFailed) {
   EXPECT_EQ(logged("=== ReplyMsg ===ReplyMsg: Encode failed! return."), 1U);
 }
 
-// --- The settle filter of the layout calculation.
+// The settle filter of the layout calculation.
 class SettleFilter : public BoardTest {
  protected:
   SettleFilter() { DriverUtil::getInstance()->initialize(); }
@@ -196,7 +195,7 @@ TEST_F(SettleFilter, LosesNoChangeThatComesWhileItIsTaken) {
   EXPECT_EQ(m_counter, 0U);
 }
 
-// --- The whole link, with its threads, and a peer on the bus.
+// The whole link, with its threads, and a peer on the bus.
 class PeerLinkTest : public BoardTest {
  protected:
   PeerLinkTest() {

@@ -1,8 +1,6 @@
 // The note of a save, where the loss of power does not come into it: when there is none, what happens when it cannot be
 // written or its save cannot be done again, and that it never undoes what came after it. And which notes are whole and
 // fit a flash.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <random>
 

@@ -2,8 +2,6 @@
 // the note of the save hold is kept for every program operation: before it, with the first byte, half and all but one
 // byte of it done, and after it. Each such board is started by the daemon itself. It must serve, and the flash must
 // hold what the undisturbed run held after some whole number of saves: the last one done or the one under way.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
 #include <set>

@@ -1,6 +1,4 @@
 // The process handlers: what a queued write does to FPGA, flash, mirrors and cards, and how the dispatch calls them.
-#include <chrono>
-#include <future>
 #include <stdexcept>
 
 #include "driverutil.h"
@@ -65,17 +63,6 @@ TEST_F(ProcessHandlersTest, AHandlersExceptionIsLoggedAndGoesNoFurther) {
   EXPECT_EQ(logged("the handler of key 5 failed."), 1U);
   apply(nullptr);
   EXPECT_EQ(logged("=== onProcessDealwith ===: Invalid key!"), 1U);
-}
-
-// While the flag thread calculates or resets, an item waits.
-TEST_F(ProcessHandlersTest, AnItemWaitsForTheDispatchMutex) {
-  auto& mutex = Tprocess_ctl::getInstance()->m_mutex;
-  mutex.Lock();
-  auto worker = std::async(std::launch::async, [] { dispatch(6, {}); });
-  EXPECT_EQ(worker.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-  mutex.UnLock();
-  worker.get();
-  EXPECT_EQ(logged("Sprocess_Correction enter:"), 1U);
 }
 
 TEST_F(ProcessHandlersTest, WhatARecordClaimsMustBeThere) {
@@ -196,20 +183,6 @@ TEST_F(ProcessHandlersTest, FunctionCardWritesRewriteTheBlocksTheyTouch) {
   const auto table = numberTable().copy<256>(256);
   EXPECT_EQ(fpga(fpga::kNumberCommon.address, 256), ByteVector(table.begin(), table.end()));
   EXPECT_EQ(fpga(fpga::kNumber12To15.address + 125, 3), repeated(3, 0x77));
-}
-
-TEST_F(ProcessHandlersTest, AFailingBoardIsLoggedAndTheMirrorKept) {
-  fail(vboard::Op::FpgaWrite, 3);
-  write(Tprocess::Sprocess_PositionNetPort, 0x03000010, bytes({0x42}));
-  EXPECT_EQ(positionTable().byte(0x10), 0x42);
-  EXPECT_EQ(logged("=== WriteToPosNetPort ===Write FPGA Position Info failed! ret = -1"), 1U);
-  fail(vboard::Op::FlashWrite, 3);
-  write(Tprocess::Sprocess_DoBackupInfo, 0x02300000, bytes({1}));
-  EXPECT_EQ(logged("=== WriteToBackupInfo ===Write backup info to flash failed. ret = -1"), 1U);
-  EXPECT_THAT(did("sh sync"), SizeIs(1));
-  fail(vboard::Op::FlashWrite, 3, 6);
-  write(Tprocess::Sprocess_DoSoftwareTable, 0x05000000, bytes({1}));
-  EXPECT_EQ(logged("=== WriteToSoftwareTable ===Write to Page Program Failed. DriverRet = 6"), 1U);
 }
 
 TEST_F(ProcessHandlersTest, ASoftwareTableSetsTheStatusBelowTheRoleRecord) {

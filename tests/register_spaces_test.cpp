@@ -1,5 +1,4 @@
 // The register spaces: what reads answer, what writes queue, what is refused, and what a failing device leaves behind.
-#include <atomic>
 #include <thread>
 
 #include "process/inputSource.h"
@@ -142,18 +141,13 @@ TEST_F(RegisterSpaces, AReadRefreshesTheMirrorsUnlessAHandlerRuns) {
   setFpga(0x600000, counting(9));
   setFpga(0xA00003, counting(5));
   m_positions.fill(0, 9, 0x99);
-  std::atomic<bool> inside{false};
-  std::atomic<bool> leave{false};
-  std::thread handler([&] {
-    CMutexGuardT guard(Tprocess_ctl::getInstance()->m_mutex);
-    inside = true;
-    while (!leave) std::this_thread::yield();
-  });
-  while (!inside) std::this_thread::yield();
-  EXPECT_EQ(read(0x03000000, 8), done(counting(8)));
-  EXPECT_EQ(read(0x030001EF, 8), refused(4));  // the write test would write over what the handler is about to write
-  leave = true;
-  handler.join();
+  {
+    const CMutexGuardT handler(Tprocess_ctl::getInstance()->m_mutex);
+    std::thread([] {
+      EXPECT_EQ(read(0x03000000, 8), done(counting(8)));
+      EXPECT_EQ(read(0x030001EF, 8), refused(4));  // the write test would undo what the handler is about to write
+    }).join();
+  }
   EXPECT_EQ(mirror(m_positions, 0, 9), repeated(9, 0x99));
   EXPECT_THAT(did("fpga w"), IsEmpty());
   EXPECT_EQ(read(0x03000000, 8), done(counting(8)));

@@ -1,7 +1,6 @@
 // The boot restore: what comes back from flash, what reaches the FPGA, and the first boot after a factory reset.
 #include "mcuctrace.h"
 #include "proto/screentables.h"
-#include "stub/mcucmessagestruct.h"
 #include "support/store_fixture.h"
 
 namespace TIRK_MCUC {

@@ -67,8 +67,6 @@ class RvFileTest : public BoardTest {
   DriverUtil& driver = *DriverUtil::getInstance();
 };
 
-// --- Pieces
-
 TEST_F(RvFileTest, PieceReadsBack) {
   write(kList, 255, 0, "0123456789");
   ByteVector out = repeated(4, '#');
@@ -124,8 +122,6 @@ TEST_F(RvFileTest, PieceThatDoesNotFitOnTheDiskIsAFailure) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
   EXPECT_EQ(file(1).substr(kLimit - 4), "wxyz");
 }
-
-// --- Replay
 
 TEST_F(RvFileTest, ReplaySendsEachRecordInPiecesOf512Bytes) {
   EXPECT_THAT(replayed(rvFile(5, {{0x100, 0, 1, 1},

@@ -1,13 +1,10 @@
-// The FPGA report thread: start, the self-test switch, what a test run finds, and that both memories are as before.
+// The FPGA report thread: its start and end, what a test run writes, and what it finds.
 #include "stub/fpgareportthread.h"
 
 #include <atomic>
-#include <numeric>
 #include <thread>
 
 #include "mcucutil.h"
-#include "proto/data_common.h"
-#include "proto/screentables.h"
 #include "support/board_fixture.h"
 #include "support/waiting.h"
 
@@ -20,7 +17,6 @@ using vboard::Op;
 
 constexpr uint32_t kPositionMemory = 0x600000;
 constexpr uint32_t kNumberMemory = 0x500000;
-constexpr const char* kBegins = "ActiveReport thread begin:";
 constexpr const char* kInitialised = "FPGAReport_init Finish";
 constexpr const char* kEnds = "ActiveReport thread exit.";
 
@@ -42,15 +38,7 @@ class SelfTestTest : public BoardTest {
     for (std::string& line : lines) line.resize(line.rfind(' '));  // without the data
     return lines;
   }
-  static void fillTables() {
-    std::vector<uint8_t> position(kPositionTableSize), number(kNumberTableSize);
-    std::iota(position.begin(), position.end(), uint8_t{7});
-    std::iota(number.begin(), number.end(), uint8_t{9});
-    positionTable().write(0, position);
-    numberTable().write(0, number);
-  }
 
-  Data_Global& store = *Data_Global::getInstance();
   std::shared_ptr<FpgaReportThread> m_thread;
 };
 
@@ -120,31 +108,6 @@ TEST_F(SelfTestTest, DifferenceIsReportedWithItsFirstByte) {
   disturber.join();
   EXPECT_GE(logged(line + "170 recvData 15") + logged(line + "85 recvData 15"), 1U);
   EXPECT_EQ(logged("Data error"), logged("Data error  reg = 5 sendData "));
-}
-
-TEST_F(SelfTestTest, SwitchStartsRunsAtOnceAndItsEndBringsTheMemoriesBack) {
-  fillTables();
-  const auto positions = positionTable().copy<1024>(0);
-  const auto numbers = numberTable().copy<128>(0);
-  const ByteVector position(positions.begin(), positions.end());
-  const ByteVector number(numbers.begin(), numbers.end());
-  startThread();
-  for (int round = 0; round < 2; ++round) {
-    setFpga(kPositionMemory + 1024, repeated(16, 0xEE));  // beyond what a run touches
-    clearJournal();
-    store.setRWFPGATestflag(1);
-    EXPECT_TRUE(waitUntil([] { return busWrites().size() > 100; }));
-    EXPECT_NE(fpga(kPositionMemory, 1024), position);
-    EXPECT_TRUE(store.memoriesUnderTest());
-    store.setRWFPGATestflag(0);
-    EXPECT_TRUE(
-        waitUntil([&] { return fpga(kPositionMemory, 1024) == position && fpga(kNumberMemory, 128) == number; }));
-    EXPECT_TRUE(waitUntil([&] { return !store.memoriesUnderTest(); }));
-    EXPECT_EQ(fpga(kPositionMemory + 1024, 16), repeated(16, 0xEE));
-    clearJournal();
-    Sleep(30);
-    EXPECT_THAT(busWrites(), SizeIs(0));  // it sleeps again
-  }
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // The shortcut-configuration space, the handler that its basic record queues, and the deferred calculation.
 #include "process/tprocess.h"
-#include "proto/addr_shortcutconfigscreenregister.h"
-#include "stub/mcucmessagestruct.h"
 #include "support/store_fixture.h"
 
 namespace TIRK_MCUC {
@@ -134,13 +132,6 @@ TEST_F(ShortcutSpace, ASubmitWarnsOfPortsThatAreNotCalculated) {
   EXPECT_EQ(logged("the record of port 15 is stored and not calculated"), 1U);
   EXPECT_EQ(read(kSpace + 0x50 + 64 * 15 + 6, 2), done(bytes({3, 4})));
 }
-
-TEST_F(ShortcutSpace, PrintsItsOneEntry) {
-  EXPECT_EQ(printed([] { Addr_ShortcutConfigScreenRegister::Ssh_print(nullptr); }),
-            " register base=base=0x02810000, offset=0x02810000: shortcut config screen info register\n");
-}
-
-// --- the handlers
 
 class BasicCalculation : public ReportingStoreTest {
  protected:

@@ -10,8 +10,6 @@
 #include <thread>
 
 #include "driverutil.h"
-#include "kadctl/busclient.h"
-#include "kadctl/clienterror.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "process/tprocess_ctl.h"

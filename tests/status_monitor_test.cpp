@@ -1,7 +1,6 @@
 // The status monitor: which change of a status register is reported, exactly how, and what it leaves behind.
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <iterator>
 
 #include "process/tprocess_ctl.h"
@@ -136,8 +135,6 @@ TEST_F(StatusMonitorTest, ACycleWithoutChangeNeitherAllocatesNorWritesALine) {
   EXPECT_EQ(log(), before);
 }
 
-// --- The receiving-card size after a link change.
-
 class LinkChangeTest : public StatusMonitorTest {
  protected:
   // Port 0 gets a link, which is noticed.
@@ -185,8 +182,6 @@ TEST_F(LinkChangeTest, TheSizeIsReportedOnceTheCardsHadTimeToAnswer) {
   EXPECT_THAT(countCalls(1), ElementsAre(0));
   EXPECT_THAT(m_qxt.take(), ElementsAre(Report{0x02100006, bytes({64, 0, 32, 0})}));
 }
-
-// --- Deferred reboot and factory reset.
 
 std::atomic<int> restarts{0};
 

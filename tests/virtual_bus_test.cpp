@@ -3,9 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
-#include <mutex>
 #include <thread>
 
 #include "apipc.h"
@@ -130,33 +128,6 @@ TEST_F(VirtualBus, FollowsATaskThatComesBackUnderItsName) {
   EXPECT_EQ(send(kPeer, message(1, 5)), 0);
   EXPECT_EQ(third.take(), message(1, 5));
   EXPECT_EQ(second.take(), ByteVector());
-}
-
-TEST_F(VirtualBus, SaysHowManyMessagesItHasTakenAlready) {
-  ASSERT_EQ(apipc_init(kDaemon, 0), 0);
-  for (const auto& bytes : {message(1), message(2), datagram(27, 0), message(3), datagram(28, 1)}) {
-    ASSERT_TRUE(sendToDaemon(bytes));
-  }
-  struct Seen {
-    std::mutex mutex;
-    std::vector<std::pair<int, uint32_t>> messages;  // length, and how many follow
-    size_t count() {
-      const std::lock_guard guard(mutex);
-      return messages.size();
-    }
-  };
-  const auto seen = std::make_shared<Seen>();
-  std::thread([seen] {
-    apipc_loop_wait(seen.get(), [](void*, void* argument, apipc_msg_t* received, int length) {
-      apipc_que_detach(received, nullptr);
-      auto* notes = static_cast<Seen*>(argument);
-      const std::lock_guard guard(notes->mutex);
-      notes->messages.emplace_back(length, apipc_loop_ahead());
-      return 0;
-    });
-  }).detach();
-  ASSERT_TRUE(waitUntil([&] { return seen->count() == 3; }));
-  EXPECT_EQ(seen->messages, (std::vector<std::pair<int, uint32_t>>{{29, 2}, {30, 1}, {31, 0}}));
 }
 
 TEST_F(VirtualBus, SendsSeveralInOrderAndTellsOfEach) {

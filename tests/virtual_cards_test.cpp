@@ -13,13 +13,9 @@ using vboard::CardKind;
 using vboard::Cards;
 using vboard::kAllBoards;
 using vboard::kAllPorts;
-using vboard::Link;
 
 constexpr CardAddress recv(unsigned port, uint16_t card) {
   return {CardKind::Receiving, static_cast<uint8_t>(port), card};
-}
-constexpr CardAddress multi(unsigned port, uint16_t card) {
-  return {CardKind::MultiFunction, static_cast<uint8_t>(port), card};
 }
 constexpr CardAddress kEveryRecv = recv(kAllPorts, kAllBoards);
 
@@ -84,28 +80,6 @@ TEST_F(VirtualCards, BroadcastsReachWhatTheyName) {
   EXPECT_EQ(image(), "555 555 555 ");
   EXPECT_EQ(read(recv(0, 0), 0x1FF, 1), bytes({0}));
   EXPECT_EQ(read(recv(1, 0), 0x1FF, 1), bytes({8}));
-}
-
-TEST_F(VirtualCards, EverythingSurvivesTheProcess) {
-  cards().setChain(0, 40, 96, 64);
-  cards().setChain(1, 1, 7, 9);
-  write(kEveryRecv, 0x02000001, bytes({0x64}));
-  write(recv(0, 17), 0x02000001, bytes({0x32, 0x33}));
-  write(multi(3, 1), 0xFFFFFFF0, bytes({5, 6}));
-  cards().setLink(Link::Fiber2, 0x0003);
-  for (int pass = 0; pass < 2; ++pass) {  // from the log, then from what the first pass made of it
-    reopen();
-    EXPECT_EQ(read(recv(0, 39), 0x02000017, 4), bytes({96, 0, 64, 0}));
-    EXPECT_EQ(read(recv(0, 40), 0, 1), ByteVector());
-    EXPECT_EQ(read(recv(1, 0), 0x02000017, 4), bytes({7, 0, 9, 0}));
-    EXPECT_EQ(read(recv(0, 16), 0x02000001, 2), bytes({0x64, 0}));
-    EXPECT_EQ(read(recv(0, 17), 0x02000001, 2), bytes({0x32, 0x33}));
-    EXPECT_EQ(read(recv(1, 0), 0x02000001, 1), bytes({0x64}));
-    EXPECT_EQ(read(multi(3, 1), 0xFFFFFFF0, 2), bytes({5, 6}));
-  }
-  // Cards that were equal are written apart again.
-  write(recv(0, 16), 0x02000001, bytes({0x11}));
-  EXPECT_EQ(read(recv(0, 15), 0x02000001, 1), bytes({0x64}));
 }
 
 // The file as a process leaves it that is killed in the middle of a write: whole records count, the rest does not.

@@ -10,7 +10,6 @@
 #include <functional>
 #include <future>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 

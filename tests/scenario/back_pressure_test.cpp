@@ -1,18 +1,12 @@
 // Clients that behave badly: floods, sockets that nobody reads, deaths, sizes at the limit, senders without number. The
 // others are served, the daemon's memory stays bounded, and each message that it takes is answered.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <thread>
-#include <vector>
 
 #include "support/scenario_fixture.h"
 

@@ -1,6 +1,5 @@
 // The client sets the brightness up and shows it, and the cards of the whole daemon follow.
 #include <cstdio>
-#include <memory>
 
 #include "driverutil.h"
 #include "proto/cardregisters.h"

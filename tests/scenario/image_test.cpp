@@ -2,8 +2,6 @@
 // processor. What they were is in image.txt, a line for each step; a change that is meant to change them changes that
 // file too. When a line differs, the areas of each step are printed with their digests: compare them with another
 // run's.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -11,11 +9,8 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <numeric>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "proto/flashmap.h"
 #include "proto/fpgamap.h"

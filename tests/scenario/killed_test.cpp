@@ -2,8 +2,6 @@
 // starts. After each kill it is started on the same board. It answers, no write whose effect was seen is lost, and
 // nothing that one write or one save stores is there in part.
 //   KILLED_CYCLES=50  KILLED_SEED=N (else random, printed)  KILLED_TIMES=1: asserts the times to the first reply
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>

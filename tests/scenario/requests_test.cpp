@@ -1,6 +1,4 @@
 // What hosts write to the whole daemon, and what a peer that comes back is told.
-#include <memory>
-
 #include "support/scenario_fixture.h"
 
 namespace testing_support {

@@ -2,13 +2,9 @@
 // lost. Run under the thread sanitizer and with assertions this is also the test for races and for the lock order.
 //
 // KADREND_STRESS_STEPS: requests a client (150 without it).
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <future>
-#include <memory>
-#include <vector>
 
 #include "support/mixed_load.h"
 #include "support/scenario_fixture.h"

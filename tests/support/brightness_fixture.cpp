@@ -1,7 +1,5 @@
 #include "support/brightness_fixture.h"
 
-#include <cstdlib>
-#include <ctime>
 #include <sstream>
 #include <stdexcept>
 

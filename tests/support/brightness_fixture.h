@@ -2,7 +2,6 @@
 // the poll itself, so that hours pass in milliseconds.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <vector>
 

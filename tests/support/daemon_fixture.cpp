@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <thread>
 
 extern char** environ;
 

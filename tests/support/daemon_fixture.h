@@ -6,9 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -67,14 +67,4 @@ std::vector<Applied> SpaceTest::applied() {
   return items;
 }
 
-std::string SpaceTest::printed(const std::function<void()>& print) {
-  ::testing::internal::CaptureStdout();
-  print();
-  std::istringstream text(::testing::internal::GetCapturedStdout());
-  std::string kept;
-  for (std::string line; std::getline(text, line);)
-    if (!line.starts_with("[")) kept += line + "\n";
-  return kept;
-}
-
 }  // namespace testing_support

@@ -1,7 +1,6 @@
 // The register map in the test's own process: requests as intake hands them over, and what the worker made of them.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,8 +35,6 @@ class SpaceTest : public ReportingTest {
   static Answer write(uint32_t address, const ByteVector& data) { return send(writeRequest(address, data)); }
   // Waits until the worker is idle: the items queued since the last call, in order.
   std::vector<Applied> applied();
-  // What `print` writes to standard output, without the trace lines that the daemon's threads echo there meanwhile.
-  static std::string printed(const std::function<void()>& print);
 
  private:
   size_t m_logRead = 0;

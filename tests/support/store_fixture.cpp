@@ -67,19 +67,6 @@ CardPosition StoreVerbs<Board>::position(unsigned port, unsigned n) {
   return {readWord(&entry[0]), readWord(&entry[2])};
 }
 
-template <class Board>
-unsigned long StoreVerbs<Board>::sweep(vboard::Op op, const std::function<void()>& work,
-                                       const std::function<void(unsigned long)>& check) {
-  for (unsigned long k = 1;; ++k) {
-    fail(op, k);
-    work();
-    const bool left = vboard::board().faults.next(op) != 0;
-    fail(op, 0);
-    if (left) return k - 1;
-    check(k);
-  }
-}
-
 template class StoreVerbs<BoardTest>;
 template class StoreVerbs<ReportingTest>;
 template class StoreVerbs<SpaceTest>;

@@ -2,7 +2,6 @@
 // reports to its peers is to be heard, SpaceStoreTest with the register map and the worker.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,7 +13,6 @@ namespace testing_support {
 template <class Board>
 class StoreVerbs : public Board {
  protected:
-  using Board::fail;
   StoreVerbs();
 
   // What the daemon did since the last clearJournal, without the data: "flash w 0x00a3b100 512", "sh sync". A failed
@@ -31,11 +29,6 @@ class StoreVerbs : public Board {
   void setMirror(size_t offset, const ByteVector& data) { store.SendParameterReg.write(offset, data); }
   // The n-th entry of a port's position table in the FPGA.
   static TIRK_MCUC::CardPosition position(unsigned port, unsigned n);
-
-  // Runs `work` with the first k calls of `op` failing, for k = 1, 2, 3 ... until a run has fewer calls than that, and
-  // `check(k)` after each. The number of calls.
-  static unsigned long sweep(vboard::Op op, const std::function<void()>& work,
-                             const std::function<void(unsigned long)>& check);
 
   TIRK_MCUC::Data_Global& store = *TIRK_MCUC::Data_Global::getInstance();
 };
