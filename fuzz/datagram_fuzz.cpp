@@ -25,9 +25,9 @@ enum Option : uint8_t {
   kCycles = 0x20,         // then two cycles: what settles in one is computed in the next
 };
 
-// These of the upper options: cycles in which a reset that is due is made. One input in sixteen, because a reset with
+// These options, of any sender: cycles in which a reset that is due is made. One input in 128, because a reset with
 // the start that follows takes as long as a hundred others.
-constexpr uint8_t kResetMask = 0xF0;
+constexpr uint8_t kResetMask = 0xF7;
 constexpr uint8_t kReset = 0x60;
 
 // These options, with cycles or without: the data are repeated up to the length that the frame says. Few inputs have
