@@ -54,11 +54,6 @@ TEST_F(CommandSpace, WhatIsNoCommandHasNoEffect) {
   EXPECT_EQ(write(kChipErase, bytes({1})), done());
   EXPECT_EQ(write(kDebug, ByteVector(512)), done());
   EXPECT_EQ(write(kReset, bytes({3})), refused(4));
-  for (uint32_t command : {kSort, kSave, kReset, kReload, kMapping, kReloadCards}) {
-    auto request = writeRequest(command, bytes({1}));
-    request.proto.m_data.clear();
-    EXPECT_EQ(send(request), refused(7)) << std::hex << command;
-  }
   for (uint32_t command : kCommands) EXPECT_EQ(read(command, 512), done()) << std::hex << command;
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");

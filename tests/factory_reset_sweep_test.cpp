@@ -16,8 +16,6 @@ using namespace TIRK_MCUC;
 
 constexpr const char* kOps[] = {"flash-read", "flash-write", "fpga-read", "fpga-write", "card-read",
                                 "card-write", "env-open",    "env-set",   "shell"};
-constexpr unsigned long kOneOperation = 3;
-constexpr unsigned long kForEver = 1'000'000;
 constexpr const char* kSettings = "root/data/tirk/etc/sysconf/";
 
 // What a reset patches.
@@ -68,14 +66,6 @@ class FactoryResetSweep : public ScenarioTest, public ::testing::WithParamInterf
     }
     return prepared == m_factory ? "" : "something else was changed";
   }
-  bool disturbed(vboard::Op op, unsigned long k, unsigned long count) {
-    auto& faults = vboard::board().faults;
-    faults.set(op, count, -1, k - 1);
-    reset();
-    const bool touched = faults.left(op) != count;
-    faults.set(op, 0, -1);
-    return touched;
-  }
 
   std::string m_used;
   std::string m_factory;
@@ -91,7 +81,7 @@ TEST_P(FactoryResetSweep, PreparesAWholeImageOrNone) {
   unsigned long runs = 0;
   for (const char* name : kOps) {
     for (const unsigned long count : {kOneOperation, kForEver}) {
-      for (unsigned long k = 1; disturbed(*vboard::opFromName(name), k, count); ++k) {
+      for (unsigned long k = 1; disturbed(*vboard::opFromName(name), k, count, [this] { reset(); }); ++k) {
         SCOPED_TRACE(std::string(name) + ", call " + std::to_string(k) + ", " + std::to_string(count) + " times");
         ++runs;
         ASSERT_EQ(wrongWithPrepared(), "");

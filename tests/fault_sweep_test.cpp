@@ -20,8 +20,6 @@ constexpr const char* kOps[] = {"fpga-read",  "fpga-write", "flash-read", "flash
                                 "card-write", "ipc-send",   "env-open",   "env-get",     "env-set",
                                 "edid-set",   "edid-get",   "light",      "shell"};
 constexpr unsigned long kOnce = 1;
-constexpr unsigned long kOneOperation = 3;  // the driver tries three times
-constexpr unsigned long kForEver = 1'000'000;
 constexpr size_t kAllowedGrowth = 16384;  // of the test's own texts
 
 // What the writes of an undisturbed run leave in each stretch of the flash: before, and after each write to it.
@@ -105,28 +103,16 @@ class FaultSweep : public ScenarioTest, public ::testing::WithParamInterface<Sce
     m_contents.emplace(std::move(contents));
   }
 
-  // Runs with the k-th call of `op` failing, and whether it came to that.
-  bool disturbed(Op op, unsigned long k, unsigned long count) {
+  bool disturbedRun(Op op, unsigned long k, unsigned long count) {
     prepare();
     EXPECT_EQ(m_contents->before().difference(BoardImage::take()), "");
-    auto& faults = vboard::board().faults;
-    faults.set(op, count, -1, k - 1);
-    run();
-    const bool failed = faults.left(op) != count;
-    faults.set(op, 0, -1);
-    return failed;
-  }
-
-  static bool free(CMutexThreadBase& mutex) {
-    if (!mutex.TryLock()) return false;
-    mutex.UnLock();
-    return true;
+    return disturbed(op, k, count, [this] { run(); });
   }
   void expectServing() {
     // The locks are recursive: only another thread can tell that they are free.
     std::thread([] {
-      EXPECT_TRUE(free(Tprocess_ctl::getInstance()->m_mutex));
-      EXPECT_TRUE(free(Data_Global::getInstance()->m_mutex));
+      EXPECT_TRUE(isFree(Tprocess_ctl::getInstance()->m_mutex));
+      EXPECT_TRUE(isFree(Data_Global::getInstance()->m_mutex));
     }).join();
     const auto present = read(0x03100140, 2);
     ASSERT_EQ(present.result, 0);
@@ -156,7 +142,7 @@ class FaultSweep : public ScenarioTest, public ::testing::WithParamInterface<Sce
   unsigned long sweep(const char* name, unsigned long count) {
     const Op op = *vboard::opFromName(name);
     unsigned long k = 1;
-    for (; disturbed(op, k, count); ++k) {
+    for (; disturbedRun(op, k, count); ++k) {
       SCOPED_TRACE(std::string(name) + ", call " + std::to_string(k) + ", " + std::to_string(count) + " times");
       expectSound(op);
       if (HasFailure()) break;

@@ -1,11 +1,9 @@
 // The feature space: what a read answers and refreshes, which writes are reported at once, and its bounds.
 #include <thread>
 
-#include "apipc.h"
 #include "linkstate.h"
 #include "process/tprocess_ctl.h"
 #include "proto/addr_featureregister.h"
-#include "stub/stubutil.h"
 #include "support/store_fixture.h"
 #include "virtual/lights.h"
 
@@ -17,7 +15,7 @@ using ::testing::HasSubstr;
 
 constexpr uint32_t kQxt = 0x010A3900;
 
-class FeatureSpace : public StoreTest {
+class FeatureSpace : public ReportingStoreTest {
  protected:
   void SetUp() override {
     store.FpgaParaLoadFinish = true;
@@ -118,8 +116,6 @@ TEST_F(FeatureSpace, NoticeIsAnsweredAlthoughItHasNoResult) {
 }
 
 TEST_F(FeatureSpace, HostOffsetsOfTheBypassModeAreReportedAtOnce) {
-  ASSERT_EQ(apipc_init(taskIdentifier(kTaskKadrend), 0), 0);
-  ASSERT_TRUE(StubUtil::getInstance()->creatIMDComm());
   const struct {
     size_t offset;
     ByteVector data;

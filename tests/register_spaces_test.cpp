@@ -41,13 +41,15 @@ TEST_F(RegisterSpaces, AWriteWithoutMemoryForItIsRefused) {
 }
 
 TEST_F(RegisterSpaces, AWriteWithoutDataIsRefused) {
-  for (uint32_t address : {0x0000003DU, 0x02100000U, 0x02300000U, 0x03000000U, 0x03100000U, 0x05000000U, 0x08000000U,
-                           0x0E000000U, 0x0F001000U, 0x12010000U, 0xF0000000U}) {
+  const uint32_t kAddresses[] = {0x0000003D, 0x01000000, 0x01000001, 0x01000002, 0x01000004, 0x01000018,
+                                 0x010000FF, 0x02100000, 0x02300000, 0x03000000, 0x03100000, 0x05000000,
+                                 0x08000000, 0x0E000000, 0x0F001000, 0x12010000, 0xF0000000};
+  for (const uint32_t address : kAddresses) {
     auto request = writeRequest(address, bytes({1, 2}));
     request.proto.m_data.clear();
     EXPECT_EQ(send(request), refused(7)) << std::hex << address;
   }
-  EXPECT_EQ(logged("===invalid data"), 11U);
+  EXPECT_EQ(logged("===invalid data"), std::size(kAddresses));
   EXPECT_EQ(write(0x03000000, {}), refused(7));
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");

@@ -10,15 +10,14 @@
 #include <thread>
 
 #include "driverutil.h"
+#include "kadctl/clienterror.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "process/tprocess_ctl.h"
-#include "proto/data_common.h"
 #include "proto/flashmap.h"
-#include "proto/tshl_ctl.h"
 #include "stub/stubutil.h"
-#include "support/daemon_fixture.h"
-#include "virtual/board.h"
+#include "support/sweep_fixture.h"
+#include "support/waiting.h"
 #include "virtual/bus.h"
 #include "virtual/sockets.h"
 
@@ -30,8 +29,6 @@ using vboard::Op;
 
 constexpr const char* kOps[] = {"flash-init", "flash-read", "flash-write", "fpga-read", "fpga-write", "env-open",
                                 "env-get",    "env-set",    "ipc-send",    "shell",     "edid-set",   "card-read"};
-constexpr unsigned long kOneOperation = 3;  // the driver tries three times
-constexpr unsigned long kForEver = 1'000'000;
 constexpr const char* kImage = "root/data/tirk/etc/sysconf/pmxpara";
 
 struct Fault {
@@ -71,12 +68,6 @@ bool answers(kadctl::BusClient& client) {
   }
 }
 
-bool free(CMutexThreadBase& mutex) {
-  if (!mutex.TryLock()) return false;
-  mutex.UnLock();
-  return true;
-}
-
 // Writes that are applied, and reads that tell.
 bool appliesWrites(kadctl::BusClient& client) {
   constexpr uint32_t kNumbers = 0x03100140;
@@ -95,8 +86,8 @@ const char* whatIsWrong(const std::string& directory, bool mute) {
   if (!mute && !waitUntil([&] { return answers(client); })) return "no answer";
   // The screen-management daemon is found in the first cycle, which follows the restore.
   if (!waitUntil([] { return Tprocess_ctl::getInstance()->apipc_connect_status.load(); })) return "no cycle";
-  if (!waitUntil([] { return free(Tprocess_ctl::getInstance()->m_mutex); })) return "handlers are locked";
-  if (!waitUntil([] { return free(Data_Global::getInstance()->m_mutex); })) return "the store is locked";
+  if (!waitUntil([] { return isFree(Tprocess_ctl::getInstance()->m_mutex); })) return "handlers are locked";
+  if (!waitUntil([] { return isFree(Data_Global::getInstance()->m_mutex); })) return "the store is locked";
   if (Data_Global::getInstance()->FpgaOnlineFlag != 1) return "the FPGA was not noticed";
   return nullptr;
 }

@@ -161,16 +161,5 @@ TEST_F(Store, AScreenWithoutSizeLeavesATrace) {
             "Point:20 ,use adddr:0x0, wide:40000 high:0, description:RestoreFPGA, Device Power on !!\n");
 }
 
-TEST_F(Store, TheScreenCounterCountsAndIsKeptWhenUnreadable) {
-  setFlash(0xD17000, bytes({254}));
-  store.countScreenConfiguration();
-  store.countScreenConfiguration();
-  EXPECT_EQ(flash(0xD17000, 1), bytes({0})) << "one byte, it starts again";
-  setFlash(0xD17000, bytes({9}));
-  fail(vboard::Op::FlashRead, 3);
-  store.countScreenConfiguration();
-  EXPECT_EQ(flash(0xD17000, 1), bytes({9}));
-}
-
 }  // namespace
 }  // namespace TIRK_MCUC

@@ -81,17 +81,14 @@ TEST(TraceRecorder, WritesEachTypeInItsForm) {
   };
   const std::pair<std::string, std::string> cases[] = {
       {written("text"), "text"},
-      {written(std::string("text")), "text"},
       {written(static_cast<const char*>(nullptr)), ""},
       {written(static_cast<char>(-1)), "255"},
       {written(static_cast<short>(-5)), "-5"},
       {written(static_cast<unsigned short>(65535)), "65535"},
       {written(INT_MIN), "-2147483648"},
       {written(UINT_MAX), "4294967295"},
-      {written(LONG_MIN), std::to_string(LONG_MIN)},
       {written(ULONG_MAX), std::to_string(ULONG_MAX)},
       {written(1.5F), "1.500000"},
-      {written(-0.25), "-0.250000"},
       {written(reinterpret_cast<const void*>(0xABCDUL)), "0xabcd"},
       {written(-1, true), "ffffffff"},
       {written(0xABU, true), "0x000000ab"},

@@ -1,14 +1,11 @@
-#include <fcntl.h>
-#include <poll.h>
+// The board's bus as the daemon sends on it: tasks that come and go, several messages at once, and its own socket.
 #include <sys/socket.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <thread>
 
 #include "apipc.h"
 #include "support/board_fixture.h"
-#include "support/waiting.h"
 #include "virtual/bus.h"
 #include "virtual/sockets.h"
 
@@ -22,18 +19,11 @@ using vboard::Descriptor;
 constexpr uint32_t kDaemon = 0x010A4200;
 constexpr uint32_t kPeer = 0x010C0001;
 
-// A message of `size` bytes in all whose label size is `label`.
-ByteVector datagram(size_t size, size_t label, uint32_t uiid = kPeer, uint8_t fill = 0x5A) {
-  ByteVector out(size, fill);
-  for (size_t i = 0; i < 4; ++i) {
-    if (i < size) out[i] = static_cast<uint8_t>(uiid >> 8 * i);
-    if (vboard::kBusSizeField + i < size) out[vboard::kBusSizeField + i] = static_cast<uint8_t>(label >> 8 * i);
-  }
-  return out;
-}
-
 ByteVector message(size_t payload, uint8_t fill = 0x5A, uint32_t uiid = kPeer) {
-  return datagram(vboard::kBusEnvelope + payload, payload, uiid, fill);
+  ByteVector out(vboard::kBusEnvelope + payload, fill);
+  std::ranges::copy(dword(uiid), out.begin());
+  std::ranges::copy(dword(static_cast<uint32_t>(payload)), out.begin() + vboard::kBusSizeField);
+  return out;
 }
 
 // Another task of the device.
@@ -59,56 +49,7 @@ int send(uint32_t destination, const ByteVector& bytes) {
   return apipc_send(destination, bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-class VirtualBus : public BoardTest {
- protected:
-  using BoardTest::BoardTest;
-
-  // Opens the daemon's endpoint and receives on a thread, as the daemon does.
-  static void startReceiving() {
-    ASSERT_EQ(apipc_init(kDaemon, 0), 0);
-    std::thread([] {
-      apipc_loop_wait(nullptr, [](void*, void*, apipc_msg_t* received, int) { return apipc_enq(&received); });
-    }).detach();
-  }
-  // Sends as a client does: waits while the daemon's queue is full.
-  static bool sendToDaemon(const ByteVector& bytes) {
-    const Descriptor socket = vboard::connectSocket(SOCK_DGRAM, vboard::taskFile(kDaemon));
-    return socket && ::send(socket.get(), bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
-  }
-  static ByteVector takeLocal() {
-    apipc_msg_t* received = nullptr;
-    if (apipc_deq(&received) < 0) return {};
-    uint32_t length = 0;
-    const uint8_t* body = apipc_que_attach(received, &length);
-    ByteVector out(body, body + length);
-    apipc_que_detach(received, body);
-    return out;
-  }
-  static Bus::Counters counters() { return board().bus->counters(); }
-};
-
-TEST_F(VirtualBus, DropsWhatIsNoMessage) {
-  startReceiving();
-  const size_t longest = vboard::kBusLargestMessage;
-  const ByteVector wrong[] = {datagram(0, 0),
-                              datagram(27, 0),
-                              datagram(28, 1),
-                              datagram(48, 19),
-                              datagram(48, 21),
-                              datagram(48, 0xFFFFFFFF),
-                              datagram(longest + 1, longest - 27)};
-  for (const auto& bytes : wrong) ASSERT_TRUE(sendToDaemon(bytes));
-  const ByteVector right[] = {message(0), message(20), message(65536)};
-  for (const auto& bytes : right) ASSERT_TRUE(sendToDaemon(bytes));
-  ASSERT_TRUE(waitUntil([] { return counters().received == 3; }));
-  EXPECT_EQ(counters().dropped, std::size(wrong));
-  for (const auto& bytes : right) {
-    ASSERT_TRUE(waitUntil([] { return !board().bus->queue.empty(); }));
-    EXPECT_EQ(takeLocal(), bytes);
-  }
-  apipc_msg_t* none = nullptr;
-  EXPECT_LT(apipc_deq(&none), 0);
-}
+using VirtualBus = BoardTest;
 
 TEST_F(VirtualBus, FollowsATaskThatComesBackUnderItsName) {
   auto first = std::make_unique<Task>(kPeer);
@@ -146,8 +87,8 @@ TEST_F(VirtualBus, SendsSeveralInOrderAndTellsOfEach) {
   EXPECT_EQ(sendAll(), (std::vector<int>{0, 0, -1, -1, 0, 0}));
   for (const int i : {0, 1, 5}) EXPECT_EQ(peer.take(), bytes[i]);
   EXPECT_EQ(other.take(), bytes[4]);
-  EXPECT_EQ(counters().sent, 4U);
-  EXPECT_EQ(counters().refused, 2U);
+  EXPECT_EQ(board().bus->counters().sent, 4U);
+  EXPECT_EQ(board().bus->counters().refused, 2U);
 
   board().faults.set(vboard::Op::IpcSend, 1, -9, 1);  // the second
   EXPECT_EQ(sendAll(), (std::vector<int>{0, -9, -1, -1, 0, 0}));

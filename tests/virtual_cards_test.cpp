@@ -1,18 +1,12 @@
 #include <filesystem>
 
-#include "boardaccess.h"
 #include "support/board_fixture.h"
 #include "virtual/cards.h"
 
 namespace testing_support {
 namespace {
 
-using vboard::board;
-using vboard::CardAddress;
-using vboard::CardKind;
-using vboard::Cards;
-using vboard::kAllBoards;
-using vboard::kAllPorts;
+using namespace vboard;
 
 constexpr CardAddress recv(unsigned port, uint16_t card) {
   return {CardKind::Receiving, static_cast<uint8_t>(port), card};
@@ -83,7 +77,7 @@ TEST_F(VirtualCards, BroadcastsReachWhatTheyName) {
 }
 
 // The file as a process leaves it that is killed in the middle of a write: whole records count, the rest does not.
-TEST_F(VirtualCards, ACutRecordIsDroppedAndADamagedFileIsRefused) {
+TEST_F(VirtualCards, ACutRecordIsDropped) {
   cards().setChain(0, 1, 8, 8);
   const auto before = std::filesystem::file_size(file());
   write(recv(0, 0), 0x100, bytes({1, 2, 3}));
@@ -96,21 +90,6 @@ TEST_F(VirtualCards, ACutRecordIsDroppedAndADamagedFileIsRefused) {
     write(recv(0, 0), 0x200, bytes({7}));
     reopen();
     EXPECT_EQ(read(recv(0, 0), 0x200, 1), bytes({7})) << size;
-  }
-  std::string flipped = whole;
-  flipped.back() = static_cast<char>(flipped.back() ^ 1);
-  m_directory.put("cards", flipped);
-  reopen();
-  EXPECT_EQ(read(recv(0, 0), 0x100, 3), bytes({0, 0, 0}));
-
-  for (const char* other : {"something else", "cards 2\n"}) {
-    m_directory.put("cards", other);
-    EXPECT_THROW(Cards(), std::runtime_error) << other;
-  }
-  for (const std::string& start : {std::string(), whole.substr(0, 5)}) {
-    m_directory.put("cards", start);
-    EXPECT_NO_THROW(reopen());
-    EXPECT_EQ(read(recv(0, 0), 0, 1), ByteVector());
   }
 }
 

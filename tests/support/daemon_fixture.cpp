@@ -55,14 +55,7 @@ DaemonTest::~DaemonTest() {
 }
 
 void DaemonTest::spawn() {
-  const std::string variable = "KADREND_BOARD=" + board();
-  std::vector<char*> environment;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    if (std::string(*entry).rfind("KADREND_BOARD=", 0) != 0) environment.push_back(*entry);
-  }
-  std::string own = variable;
-  environment.push_back(own.data());
-  environment.push_back(nullptr);
+  ::setenv("KADREND_BOARD", board().c_str(), 1);
   const char* other = std::getenv("KADREND_DAEMON");
   std::vector<std::string> words = command(other != nullptr ? other : KADREND_DAEMON);
   if (!m_option.empty()) words.push_back(m_option);
@@ -72,7 +65,7 @@ void DaemonTest::spawn() {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  const int result = posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environment.data());
+  const int result = posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");
 }

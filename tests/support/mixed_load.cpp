@@ -116,25 +116,15 @@ bool MixedLoadClient::ownBytesHold() {
 
 void BoardChanges::step() {
   const auto below = [this](uint32_t limit) { return std::to_string(m_random() % limit); };
-  switch (m_random() % 6) {
-    case 0:
-      m_monitor.command("cards " + below(4) + " " + below(4) + " 128 64");
-      break;
-    case 1:
-      m_monitor.command("link copper " + below(16));
-      break;
-    case 2:
-      m_monitor.command("link fiber1 " + below(16));
-      break;
-    case 3:
-      m_monitor.command("light board " + below(4000));
-      break;
-    case 4:  // one of three days, shortly before it ends
-      m_monitor.command("clock set 2031-03-0" + std::to_string(1 + m_random() % 3) + " 23:59:59");
-      break;
-    default:
-      m_monitor.command("light card 0 0 0 " + below(4000));
-  }
+  const std::string changes[] = {
+      "cards " + below(4) + " " + below(4) + " 128 64",
+      "link copper " + below(16),
+      "link fiber1 " + below(16),
+      "light board " + below(4000),
+      "light card 0 0 0 " + below(4000),
+      "clock set 2031-03-1" + below(3) + " 23:59:59",  // one of three days, shortly before it ends
+  };
+  m_monitor.command(changes[m_random() % std::size(changes)]);
 }
 
 }  // namespace testing_support

@@ -146,6 +146,21 @@ std::vector<Scenario> everyScenario() {
 
 }  // namespace
 
+bool disturbed(vboard::Op op, unsigned long k, unsigned long count, const std::function<void()>& work) {
+  auto& faults = vboard::board().faults;
+  faults.set(op, count, -1, k - 1);
+  work();
+  const bool touched = faults.left(op) != count;
+  faults.set(op, 0, -1);
+  return touched;
+}
+
+bool isFree(CMutexThreadBase& mutex) {
+  if (!mutex.TryLock()) return false;
+  mutex.UnLock();
+  return true;
+}
+
 void PrintTo(const Scenario& scenario, std::ostream* out) {
   *out << scenario.name;
 }

@@ -8,10 +8,19 @@
 #include <span>
 #include <vector>
 
+#include "mcucmutex.h"
 #include "support/board_image.h"
 #include "support/store_fixture.h"
 
 namespace testing_support {
+
+constexpr unsigned long kOneOperation = 3;  // calls: the driver tries three times
+constexpr unsigned long kForEver = 1'000'000;
+
+// Runs `work` with `count` calls of `op` failing from the k-th on, and whether it came to that.
+bool disturbed(vboard::Op op, unsigned long k, unsigned long count, const std::function<void()>& work);
+// Whether nobody holds it. The locks are recursive: ask on a thread that takes none.
+bool isFree(TIRK_MCUC::CMutexThreadBase& mutex);
 
 // A daemon with a wall of four cards over two ports. Its FPGA is loaded, its peers listen, its worker has nothing to
 // do. What the flag thread would do is done by layOut and putBack.
