@@ -137,7 +137,7 @@ TEST_F(ColourPipelineTest, PatternPhasesFollowTheFirstPixelAndTheStrobeComesLast
                                            "fpga w 0x00a0001b 1 a8", "fpga w 0x00a0001b 1 00"));
     const ByteVector sent = fpga(0xA00000, 0x39);
     std::vector<int> words;
-    for (const size_t at : {0x02, 0x04, 0x25, 0x27, 0x2D, 0x2F, 0x35, 0x37}) words.push_back(wordAt(sent, at));
+    for (const size_t at : {0x02, 0x04, 0x25, 0x27, 0x2D, 0x2F, 0x35, 0x37}) words.push_back(readWord(&sent[at]));
     const auto of = [&p](int kind, int value) { return p.kind == kind ? value : kUntouched; };
     EXPECT_THAT(words, ElementsAre(1920, 1080, of(1, p.phaseX), of(1, p.phaseY), of(2, p.countX), of(2, p.countY),
                                    of(2, p.phaseX), of(2, p.phaseY)))

@@ -23,11 +23,6 @@ constexpr uint32_t kCommands[] = {kSort,      kSave,    kReset, kTestPoint,  kRe
 
 class CommandSpace : public SpaceTest {
  protected:
-  std::vector<std::string> handlers() {
-    std::vector<std::string> names;
-    for (const Applied& item : applied()) names.push_back(item.handler);
-    return names;
-  }
   Data_Global* m_store = Data_Global::getInstance();
 };
 
@@ -40,13 +35,13 @@ TEST_F(CommandSpace, SortSetsBothAddresses) {
 
 TEST_F(CommandSpace, ACommandIsQueuedWithItsFirstByteAlone) {
   EXPECT_EQ(write(kSave, bytes({1, 2, 3})), done());
-  EXPECT_THAT(handlers(), ElementsAre("Sprocess_SaveSendCardPara"));
+  EXPECT_THAT(applied(), ElementsAre("Sprocess_SaveSendCardPara"));
   EXPECT_EQ(write(kReloadCards, bytes({1})), done());
-  EXPECT_THAT(handlers(), ElementsAre("Sprocess_SaveSendCardPara"));
+  EXPECT_THAT(applied(), ElementsAre("Sprocess_SaveSendCardPara"));
   EXPECT_EQ(write(kReload, bytes({1})), done());
-  EXPECT_THAT(handlers(), ElementsAre("Sprocess_ReloadSendCardProgram"));
+  EXPECT_THAT(applied(), ElementsAre("Sprocess_ReloadSendCardProgram"));
   EXPECT_EQ(write(kMapping, bytes({2, 5})), done());
-  EXPECT_THAT(handlers(), ElementsAre("Sprocess_doMappingForSender"));
+  EXPECT_THAT(applied(), ElementsAre("Sprocess_doMappingForSender"));
   EXPECT_THAT(did("card w"), ElementsAre("card w recv 255 65535 0x01000088 1 ff"));
 }
 
@@ -64,7 +59,7 @@ TEST_F(CommandSpace, AResetIsMarkedAndAnnouncedBeforeItIsQueued) {
   ReportListener qxt(m_directory.path().string(), kTaskQxt);
   fail(vboard::Op::Shell, 1);  // a mark that cannot be set does not stop it
   EXPECT_EQ(write(kReset, bytes({2})), done());
-  EXPECT_THAT(handlers(), ElementsAre("Sprocess_ReturnFactorySet"));
+  EXPECT_THAT(applied(), ElementsAre("Sprocess_ReturnFactorySet"));
   EXPECT_THAT(did("sh"), ElementsAre("sh sysconfig set factory_enable 1 failed -1", "sh sysconfig set returnfactory 1",
                                      "sh sysconfig set firstboot 1", "sh killall frelld"));
   EXPECT_THAT(qxt.take(), ElementsAre(Report{0x01000002, bytes({2})}));

@@ -66,7 +66,9 @@ TEST_F(RegisterSpaces, WhatLeavesASpaceIsRefusedWhole) {
                 {0x03000001, 40960, true, false}, {0x031002FF, 2, true, true},    {0x0310FFFF, 1, true, true},
                 {0x08000000, 127, true, false},   {0x08000001, 128, true, false}, {0x0800FFFF, 256, true, false},
                 {0x12010000, 64, true, false},    {0x1201003F, 1, true, false},   {0x120101FF, 2, false, true},
-                {0x1201FFFF, 1, true, true},      {0xF1FFFFFF, 2, true, true}};
+                {0x1201FFFF, 1, true, true},      {0xF1FFFFFF, 2, true, true},    {0x022001FE, 2, false, true},
+                {0x022001FF, 1, false, true},     {0x0220F117, 1, false, true},   {0x02810FFF, 2, true, true},
+                {0x02811000, 1, true, true},      {0x0281FFFF, 1, true, true}};
   for (const auto& test : kCases) {
     SCOPED_TRACE(::testing::Message() << std::hex << test.address << " + " << test.length);
     if (test.reads) {

@@ -10,8 +10,8 @@ using namespace ::testing;
 
 constexpr uint32_t kSpace = 0x02810000;
 constexpr uint32_t kFlash = 0xB99000;
-const Applied kBasic{"Sprocess_CalculateParaOfSender", ""};
-const Applied kAdvanced{"Sprocess_AdvCalcParaOfSender", ""};
+constexpr const char* kBasic = "Sprocess_CalculateParaOfSender";
+constexpr const char* kAdvanced = "Sprocess_AdvCalcParaOfSender";
 
 // What a host writes at offset 16: direction at 17, rows, columns and cabinets at 22..25.
 ByteVector basicFields(uint8_t rows, uint8_t columns, uint16_t cabinets, uint8_t direction = 0) {
@@ -35,16 +35,6 @@ TEST_F(ShortcutSpace, TheRecordIsReadWithTheLivingStatusAndIn38BytesAsWprKeepsIt
   EXPECT_EQ(read(kSpace, 37), done(bytes({0xC8}) + counting(36, 101)));
   EXPECT_EQ(read(kSpace, 38), done(bytes({0xC8}) + counting(16, 101) + bytes({0xA}) + counting(4, 118) +
                                    bytes({0xB, 0xC, 0xD}) + counting(13, 125)));
-}
-
-TEST_F(ShortcutSpace, WhatLeavesTheSpaceIsRefused) {
-  EXPECT_EQ(read(kSpace + 0xFFF, 2), refused(5));
-  EXPECT_EQ(read(kSpace + 0xFFFF, 1), refused(5));
-  EXPECT_EQ(write(kSpace + 0xFFF, bytes({1, 2})), refused(5));
-  EXPECT_EQ(write(kSpace + 0x1000, bytes({0xB9})), refused(5)) << "not even a submit";
-  EXPECT_EQ(write(kSpace, ByteVector(1501, 1)), refused(6));
-  EXPECT_THAT(operations(), IsEmpty());
-  EXPECT_THAT(applied(), IsEmpty());
 }
 
 TEST_F(ShortcutSpace, AFlashThatFailsRefuses) {

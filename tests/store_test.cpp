@@ -132,9 +132,7 @@ TEST_F(Store, RestoringFromFlashRefusesWhatItCannotHold) {
 }
 
 TEST_F(Store, TheHardwareBlockGetsItsVersionAndMarker) {
-  ByteVector block(256);
-  for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<uint8_t>(0x80 + i);
-  setFlash(0x001000, block);
+  setFlash(0x001000, counting(256, 0x80));
   store.ReadHardwareInfo();
   EXPECT_THAT(operations(), ElementsAre("flash w 0x0000101f 1", "flash w 0x00001000 16"));
   auto& mirror = Data_Preset::getInstance()->BasicHardWareReg;

@@ -1,7 +1,10 @@
-// The virtual board's operations as the daemon calls them: registers, flash and stores.
+// The virtual board's operations as the daemon calls them: registers, flash, environment and shell. Neither the shell
+// nor a path leaves the board's root.
+#include <filesystem>
 #include <thread>
 
 #include "boardaccess.h"
+#include "boardhost.h"
 #include "support/board_fixture.h"
 #include "sysconfenv.h"
 
@@ -10,6 +13,7 @@ namespace {
 using namespace testing_support;
 using vboard::board;
 using vboard::Op;
+namespace fs = std::filesystem;
 
 class VirtualOperations : public BoardTest {
  protected:
@@ -79,18 +83,62 @@ TEST_F(VirtualOperations, TheEnvironmentIsReadAndWrittenWhileItIsOpen) {
   EXPECT_EQ(sysconf_getenv("firstboot"), nullptr);
 }
 
-TEST_F(VirtualOperations, EnvironmentTextsCannotBreakTheStore) {
-  setEnv("empty", "");
-  setEnv("a", "b=c = d");
-  setEnv("empt", "x");
-  EXPECT_EQ(env("a"), "b=c = d");
-  for (const auto& [key, value] : {std::pair{"a", "1\nb=2"}, {"a=b", "2"}, {"", "2"}}) {
-    EXPECT_EQ(board().env.set(key, value), -1) << key;
+constexpr int kRefused = 127;
+
+class VirtualShell : public BoardTest {
+ protected:
+  fs::path root() const { return m_directory.path() / "root"; }
+  static std::string path(const char* devicePath) {
+    char out[256];
+    return board_path(devicePath, out, sizeof out) == 0 ? out : "";
   }
-  EXPECT_EQ(board().env.unset("missing"), -1);
-  EXPECT_EQ(board().env.unset("empty"), 0);
-  EXPECT_EQ(m_directory.get("root/data/tirk/etc/sysconf/env"),
-            "firstboot=0\nver_rootfs=V1.0.B1\ndevice_modelid=5001\na=b=c = d\nempt=x\n");
+  // How many files and directories there are.
+  static long entries(const fs::path& directory) {
+    return std::distance(fs::recursive_directory_iterator(directory), fs::recursive_directory_iterator());
+  }
+};
+
+TEST_F(VirtualShell, RefusesEverythingElse) {
+  constexpr const char* kCommands[] = {
+      // other programs, other options, too few or too many words
+      "", "ls", "reboot", "REBOOT -f", "/sbin/reboot -f", "rm /tmp/x", "rm -rf /tmp", "rm -r /tmp /log", "mkdir /tmp/x",
+      "sysconfig set a", "sysconfig set a 1 2", "fpga r s 0x1eb", "hwclock -s", "fw_setenv a 1", "killall -9 frelld",
+      // what a real shell would take for more than words
+      "rm -r /tmp/*", "mkdir -p $HOME", "mkdir -p /tmp/`id`", "mkdir -p \"/tmp/x\"", "sync; touch /tmp/x",
+      "sync && sync", "sync\nsync", "/bin/cat /tmp/a > /tmp/b", "echo x >> /tmp/x", "echo \"x\" > /tmp/x",
+      "echo \"x\" >> /tmp/x y", "echo \"x\" >> /tmp/x; sync", "echo \"$HOME\" >> /tmp/x", "echo \"`id`\" >> /tmp/x",
+      "echo \"a\\n\" >> /tmp/x", "echo \"x"};
+  const long before = entries(root());
+  for (const char* command : kCommands) EXPECT_EQ(board_system(command), kRefused) << command;
+  EXPECT_EQ(entries(root()), before);
+  testing::internal::CaptureStderr();
+  board_system("poweroff");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("refused: poweroff"));
+}
+
+TEST_F(VirtualShell, NeverLeavesItsRoot) {
+  const TemporaryDirectory outside;
+  outside.put("file", "mine");
+  fs::create_directory_symlink(outside.path(), root() / "tmp/absolute");
+  fs::create_directory_symlink(fs::relative(outside.path(), fs::canonical(root() / "tmp")), root() / "tmp/relative");
+  fs::create_symlink(outside.path() / "file", root() / "tmp/link");
+  fs::create_symlink("loop", root() / "tmp/loop");
+  for (const char* command :
+       {"mkdir -p /tmp/absolute/made", "mkdir -p /tmp/relative/made", "mkdir -p /../made", "mkdir -p /tmp/../../made",
+        "rm -r /tmp/absolute/file", "rm -r /tmp/relative/file", "rm -r /../board.conf", "/bin/cat /tmp/link",
+        "/bin/cat /../board.conf", "cp /tmp/link /tmp/copy", "cp /data/tirk/etc/sysconf/env /tmp/link",
+        "cp /data/tirk/etc/sysconf/env /tmp/absolute", "cp /data/tirk/etc/sysconf/env /tmp/relative/env",
+        "echo \"x\" >> /tmp/link", "echo \"x\" >> /tmp/relative/file", "echo \"x\" >> /tmp/loop",
+        "echo \"x\" >> /../board.conf"}) {
+    EXPECT_EQ(board_system(command), 1) << command;
+  }
+  for (const char* name : {"/tmp/absolute", "/tmp/relative/file", "/tmp/link", "/..", "/tmp/../..", "tmp", ""}) {
+    EXPECT_EQ(path(name), "") << name;
+  }
+  EXPECT_EQ(board_system("rm -r /tmp/absolute"), 0) << "the link itself";
+  EXPECT_EQ(board_system("rm -r /tmp"), 0);
+  EXPECT_EQ(outside.get("file"), "mine");
+  EXPECT_EQ(entries(outside.path()), 1);
 }
 
 }  // namespace

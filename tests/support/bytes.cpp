@@ -38,10 +38,6 @@ ByteVector littleEndian32(std::initializer_list<uint32_t> words) {
   return out;
 }
 
-uint16_t wordAt(const ByteVector& bytes, size_t offset) {
-  return readWord(&bytes.at(offset));
-}
-
 ByteVector fromHex(const std::string& hex) {
   ByteVector out;
   for (size_t i = 0; i + 1 < hex.size(); i += 2) {

@@ -26,7 +26,6 @@ ByteVector word(unsigned value);
 ByteVector dword(uint32_t value);
 ByteVector littleEndian(std::initializer_list<uint16_t> words);
 ByteVector littleEndian32(std::initializer_list<uint32_t> words);
-uint16_t wordAt(const ByteVector& bytes, size_t offset);
 
 // "0a0b" -> {0x0A, 0x0B}, and back in lower case.
 ByteVector fromHex(const std::string& hex);

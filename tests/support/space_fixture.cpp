@@ -18,16 +18,6 @@ void PrintTo(const Answer& answer, std::ostream* out) {
        << " bytes: " << toHex(answer.data);
 }
 
-void PrintTo(const Applied& applied, std::ostream* out) {
-  *out << applied.handler << " " << applied.record;
-}
-
-Applied appliedWrite(const std::string& handler, uint32_t address, const ByteVector& data) {
-  const HexText<1536> hexText{Bytes(data)};
-  return {handler, std::to_string(address) + " len: " + std::to_string(data.size()) +
-                       " data:" + static_cast<const char*>(hexText)};
-}
-
 SpaceTest::SpaceTest() {
   Tshl_ctl::getInstance()->initialize();
   Tprocess_ctl::getInstance()->initialize();
@@ -40,7 +30,7 @@ Answer SpaceTest::send(IMD_proto3rd request) {
   return {result, request.proto.m_ucAck, reads ? request.proto.m_data : ByteVector{}};
 }
 
-std::vector<Applied> SpaceTest::applied() {
+std::vector<std::string> SpaceTest::applied() {
   // An item whose handler only writes a line: when it is there, everything before it has been applied.
   auto marker = std::make_unique<MCUProcessDataBlock>();
   const uint8_t nothing[6] = {};
@@ -56,15 +46,12 @@ std::vector<Applied> SpaceTest::applied() {
   const std::string all = log();
   std::istringstream text(all.substr(m_logRead));
   m_logRead = all.size();
-  std::vector<Applied> items;
+  std::vector<std::string> handlers;
   for (std::string line; std::getline(text, line);) {
     const size_t name = line.find("Begin Sprocess_");
-    if (name != std::string::npos) items.push_back({line.substr(name + 6, line.find(' ', name + 6) - name - 6), ""});
-    const size_t record = line.find("  Register: ");
-    if (record != std::string::npos && !items.empty() && line.find("Process key: ") != std::string::npos)
-      items.back().record = line.substr(record + 12);
+    if (name != std::string::npos) handlers.push_back(line.substr(name + 6, line.find(' ', name + 6) - name - 6));
   }
-  return items;
+  return handlers;
 }
 
 }  // namespace testing_support

@@ -16,16 +16,6 @@ struct Answer {
 };
 void PrintTo(const Answer& answer, std::ostream* out);
 
-// A queued item as its handler got it.
-struct Applied {
-  std::string handler;  // "Sprocess_DoBackupInfo"
-  std::string record;   // "ADDRESS len: LENGTH data:HEX", empty for a command record
-  bool operator==(const Applied&) const = default;
-};
-void PrintTo(const Applied& applied, std::ostream* out);
-// What `applied` tells of a write of `data` at `address`.
-Applied appliedWrite(const std::string& handler, uint32_t address, const ByteVector& data);
-
 class SpaceTest : public ReportingTest {
  protected:
   SpaceTest();
@@ -33,8 +23,8 @@ class SpaceTest : public ReportingTest {
   static Answer send(TIRK_MCUC::IMD_proto3rd request);
   static Answer read(uint32_t address, uint16_t length) { return send(readRequest(address, length)); }
   static Answer write(uint32_t address, const ByteVector& data) { return send(writeRequest(address, data)); }
-  // Waits until the worker is idle: the items queued since the last call, in order.
-  std::vector<Applied> applied();
+  // Waits until the worker is idle: the handlers of the items queued since the last call, in order.
+  std::vector<std::string> applied();  // "Sprocess_DoBackupInfo"
 
  private:
   size_t m_logRead = 0;
