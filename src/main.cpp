@@ -1,4 +1,6 @@
 // The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps for ever.
+#include <malloc.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +16,13 @@
 namespace {
 
 constexpr unsigned long kSleepMs = 5000;
+
+// What one thread frees serves the others: with a heap each, memory grows until each of them had its largest request.
+void shareHeap() {
+#ifdef M_ARENA_MAX
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
 
 void applyOption(const char* option) {
   if (option == nullptr) {
@@ -32,6 +41,7 @@ void applyOption(const char* option) {
 
 int main(int argc, char* argv[]) {
   using namespace TIRK_MCUC;
+  shareHeap();
   if (board_open() != 0) return 1;
   std::signal(SIGPIPE, SIG_IGN);
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a file or pipe gets its lines at once, among those of the trace
