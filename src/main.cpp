@@ -18,9 +18,12 @@ namespace {
 constexpr unsigned long kSleepMs = 5000;
 
 // What one thread frees serves the others: with a heap each, memory grows until each of them had its largest request.
+// The largest buffers stay outside the heap, where what is above them keeps them from going back to the system.
 void shareHeap() {
 #ifdef M_ARENA_MAX
+  constexpr int kLargeBuffer = 64 << 10;
   mallopt(M_ARENA_MAX, 1);
+  mallopt(M_MMAP_THRESHOLD, kLargeBuffer);
 #endif
 }
 

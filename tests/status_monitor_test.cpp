@@ -195,12 +195,9 @@ class DeferredResetTest : public StatusMonitorTest {
 TEST_F(DeferredResetTest, AModelThatIsNotRebootedSaysSoOnce) {
   m_store->RebootRF = 1;
   m_store->My_uuid = 57U << 8 | 0x12;
-  const size_t before = log().size();
   m_control->RebootAfterRF();
-  const std::string once = log();
-  EXPECT_GT(once.size(), before);
   m_control->RebootAfterRF();
-  EXPECT_EQ(log(), once);
+  EXPECT_EQ(occurrences(log(), "this board model waits for its restart."), 1U);
   EXPECT_EQ(restarts, 0);
   EXPECT_EQ(journal(), "");
   EXPECT_EQ(m_store->RebootRF, 1);
