@@ -1,14 +1,17 @@
 #include "proto/data_common.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
+#include <cstring>
 
 #include "driverutil.h"
+#include "fileio.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "pendingsave.h"
 #include "proto/flashmap.h"
+#include "uniquefd.h"
 
 namespace TIRK_MCUC {
 
@@ -288,11 +291,13 @@ void Data_Global::DebugForScreenZero(uint16_t point, uint32_t address, const cha
   const unsigned width = readWord(&size[0]);
   const unsigned height = readWord(&size[2]);
   if (width != 0 && height != 0) return;
-  char line[96];
-  std::snprintf(line, sizeof line, "Point:%d ,use adddr:0x%x, wide:%u high:%u, description:", int{point}, address,
-                width, height);
-  std::ofstream file(boardPath("/root/screen_zero.txt"), std::ios::app);
-  if (!(file << line << description << std::endl)) {
+  char text[256];
+  CTrace::CLogRecorder line(text, sizeof text);
+  line << "Point:" << int{point} << " ,use adddr:" << hex << static_cast<unsigned long>(address) << ", wide:" << width
+       << " high:" << height << ", description:" << description << "\n";
+  const UniqueFd file(
+      ::open(boardPath("/root/screen_zero.txt").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (!writeAll(file.get(), {reinterpret_cast<const uint8_t*>(text), std::strlen(text)})) {
     TRACE_ERROR("=== DebugForScreenZero ===Can not append to /root/screen_zero.txt");
   }
   TRACE_INFO("=============================Screen Para is Zero!!!  =============================");
