@@ -44,7 +44,7 @@ struct StartUpTest : DaemonTest {
 };
 
 TEST_F(StartUpTest, BringsTheRoomsUpInOrder) {
-  ASSERT_TRUE(waitUntil([this] { return occurrences(log(), "ActiveReport thread begin:") == 1; }));
+  ASSERT_TRUE(waitUntil([this] { return occurrences(log(), "= Finish main init =") == 1; }));
   const std::string text = log();
   size_t at = 0;
   for (const char* line : {"= Kadrend Start =", "Version:1.1.0.0", "= Begin main init =",
