@@ -24,6 +24,7 @@ void shareHeap() {
   constexpr int kLargeBuffer = 64 << 10;
   mallopt(M_ARENA_MAX, 1);
   mallopt(M_MMAP_THRESHOLD, kLargeBuffer);
+  mallopt(M_TRIM_THRESHOLD, kLargeBuffer);
 #endif
 }
 

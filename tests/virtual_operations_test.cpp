@@ -7,6 +7,7 @@
 #include "boardhost.h"
 #include "support/board_fixture.h"
 #include "sysconfenv.h"
+#include "virtual/files.h"
 
 namespace {
 
@@ -46,6 +47,19 @@ TEST_F(VirtualOperations, StatusRegistersKeepWhatTheFpgaSetAlsoInsideABlock) {
   ASSERT_EQ(writeFpga(0x1F3, bytes({1, 2})), 0) << "a write that lies within one is a success";
   ASSERT_EQ(writeFpga(0x1F1, bytes({0x33, 0x33})), 0);
   EXPECT_EQ(fpga(0x1F1, 4), bytes({0x33, 0x11, 0x11, 0x11}));
+}
+
+TEST_F(VirtualOperations, TheClockIsSetByTheDaemonAndTheConsoleAtOnce) {
+  const auto setOften = [](time_t seconds) {
+    for (int i = 0; i < 300; ++i) {
+      const timeval time{seconds, 0};
+      ASSERT_EQ(board_clock_set(&time), 0);
+    }
+  };
+  std::thread other(setOften, 1'900'000'000);
+  setOften(1'700'000'000);
+  other.join();
+  EXPECT_EQ(vboard::readFile(m_directory.path() / "clock"), std::to_string(board().clock.offsetUs) + "\n");
 }
 
 TEST_F(VirtualOperations, AddressesEndWithTheirMemory) {

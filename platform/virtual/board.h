@@ -104,14 +104,17 @@ class Env {
 // The board's clock: the machine's, with an offset kept in the file "clock".
 class Clock {
  public:
-  void open();            // throws std::runtime_error with what is wrong
-  int64_t nowUs() const;  // since the epoch
-  int set(int64_t microseconds);
+  void open();                    // throws std::runtime_error with what is wrong
+  int64_t nowUs() const;          // since the epoch
+  int set(int64_t microseconds);  // 0, or -1 when it cannot be stored
 
   // Local time by strftime's format; empty when it cannot be told.
   static std::string text(int64_t microseconds, const char* format = "%Y-%m-%d %H:%M:%S");
 
   std::atomic<int64_t> offsetUs{0};
+
+ private:
+  std::mutex m_mutex;  // one setting at a time: the file and the offset agree
 };
 
 // The status store: register values that other daemons look up, the file "status".

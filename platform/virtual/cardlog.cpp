@@ -106,7 +106,9 @@ int CardLog::append(Record record) {
 
 int CardLog::replace(const Produce& produce) {
   Descriptor fresh;
-  std::vector<uint8_t> bytes(std::begin(kMagic), std::end(kMagic));
+  std::vector<uint8_t> bytes;
+  bytes.reserve(kWriteSize);  // at once: pieces of what it grows from would stay in the heap
+  bytes.assign(std::begin(kMagic), std::end(kMagic));
   uint64_t size = 0;
   bool good = true;
   const auto flush = [&] {

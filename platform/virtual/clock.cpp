@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <charconv>
 #include <ctime>
+#include <mutex>
 #include <stdexcept>
 
 #include "virtual/board.h"
@@ -42,6 +43,7 @@ int64_t Clock::nowUs() const {
 
 int Clock::set(int64_t microseconds) {
   if (text(microseconds).empty()) return -1;
+  const std::lock_guard guard(m_mutex);
   const int64_t offset = microseconds - machineUs();
   if (replaceFile(boardFile(kFile), std::to_string(offset) + "\n") != 0) return -1;
   offsetUs = offset;
