@@ -5,7 +5,7 @@
 
 namespace TIRK_MCUC {
 
-enum _ValueChanged_Table : uint32_t {
+enum _ValueChanged_Table : uint32_t {  // NOLINT(bugprone-reserved-identifier): an agreed name
   HwBasicinfoKey = 0,
   ControllerSortKey = 1,
   SaveSendCardParaKey = 2,

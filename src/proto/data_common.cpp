@@ -216,14 +216,14 @@ int Data_Global::CopyConstDataToFlash(uint32_t addr, const uint8_t* data, uint32
   int ret = 0;
   for (uint32_t i = 0; i < pages; ++i) {
     const uint32_t address = addr + kFlashPage * i;
-    ret = driver->PageProgram(1, address, kFlashPage, data + kFlashPage * i);
+    ret = driver->PageProgram(1, address, kFlashPage, data + size_t{kFlashPage} * i);
     TRACE_INFO("Copy const data to flash : the real addr = " << static_cast<const void*>(data) << " result = " << ret
                                                              << " temp = " << pages << " i = " << i
                                                              << " spi address = " << hex << address);
   }
   if (mod != 0) {
     const uint32_t address = addr + kFlashPage * pages;
-    ret = driver->PageProgram(1, address, mod, data + kFlashPage * pages);
+    ret = driver->PageProgram(1, address, mod, data + size_t{kFlashPage} * pages);
     TRACE_INFO("Copy const data to flash : the real addr = " << static_cast<const void*>(data) << " result = " << ret
                                                              << " temp = " << pages << " mod = " << mod
                                                              << " spi address = " << hex << address);

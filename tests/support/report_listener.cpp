@@ -7,6 +7,7 @@
 #include "apipc.h"
 #include "driverutil.h"
 #include "stub/stubutil.h"
+#include "support/waiting.h"
 
 namespace testing_support {
 
@@ -26,6 +27,11 @@ ReportingTest::ReportingTest() {
   DriverUtil::getInstance()->initialize();
   if (apipc_init(taskIdentifier(kTaskKadrend), 0) != 0) throw std::runtime_error("apipc_init");
   if (!StubUtil::getInstance()->creatIMDComm()) throw std::runtime_error("creatIMDComm");
+  // The threads have said all that they say by themselves: from now on the log is the test's.
+  if (!waitUntil(
+          [this] { return logged("Apipc ipc_event_deal_th begin...") && logged("Apipc: begin wait message..."); })) {
+    throw std::runtime_error("the link's threads have not begun");
+  }
   clearJournal();
 }
 
