@@ -88,8 +88,8 @@ unsigned McuIMDThread::sendFrame(IMD_proto3rd* record, uint32_t destination, boo
 bool McuIMDThread::hold(std::vector<uint8_t>& message) {
   const CMutexGuardT guard(m_heldMutex);
   if (m_heldBytes + message.size() > kMostHeldBytes) return false;
-  m_heldBytes += message.size();
   m_held.push_back(std::move(message));
+  m_heldBytes += m_held.back().size();
   return true;
 }
 
@@ -99,8 +99,10 @@ void McuIMDThread::sendHeld() {
   const CMutexGuardT guard(m_heldMutex);
   std::vector<apipc_part_t> parts;
   parts.reserve(m_held.size());
-  for (const auto& message : m_held) parts.push_back({message.data(), static_cast<uint32_t>(message.size()), 0});
-  TRACE_INFO("================================= Begin apipc send ==============================");
+  for (const auto& message : m_held) {
+    TRACE_INFO("================================= Begin apipc send ==============================");
+    parts.push_back({message.data(), static_cast<uint32_t>(message.size()), 0});
+  }
   apipc_send_all(taskIdentifier(kTaskReturn), parts.data(), static_cast<uint32_t>(parts.size()));
   for (size_t i = 0; i < parts.size(); ++i) noteResult(m_held[i], parts[i].result);
   m_held.clear();
