@@ -126,7 +126,9 @@ TEST_F(WorkQueue, AppliesOneAtATimeAndKeepsEachProducersOrder) {
   }
   for (auto& producer : producers) producer.join();
   int next[kProducers] = {};
-  for (const int key : applied(kProducers * kItems)) EXPECT_EQ(key % kItems, next[key / kItems]++);
+  const auto keys = applied(kProducers * kItems);
+  ASSERT_TRUE(stop());  // the handler of the last item has returned from this frame
+  for (const int key : keys) EXPECT_EQ(key % kItems, next[key / kItems]++);
   EXPECT_THAT(next, ::testing::Each(kItems));
   EXPECT_FALSE(overlapped);
 }
