@@ -1,12 +1,11 @@
 // The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps for ever.
-#include <malloc.h>
-
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 
 #include "boardhost.h"
 #include "driverutil.h"
+#include "heap.h"
 #include "mcuctrace.h"
 #include "mcucutil.h"
 #include "process/tprocess_ctl.h"
@@ -16,17 +15,6 @@
 namespace {
 
 constexpr unsigned long kSleepMs = 5000;
-
-// What one thread frees serves the others: with a heap each, memory grows until each of them had its largest request.
-// The largest buffers stay outside the heap, where what is above them keeps them from going back to the system.
-void shareHeap() {
-#ifdef M_ARENA_MAX
-  constexpr int kLargeBuffer = 64 << 10;
-  mallopt(M_ARENA_MAX, 1);
-  mallopt(M_MMAP_THRESHOLD, kLargeBuffer);
-  mallopt(M_TRIM_THRESHOLD, kLargeBuffer);
-#endif
-}
 
 void applyOption(const char* option) {
   if (option == nullptr) {

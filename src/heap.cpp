@@ -1,0 +1,58 @@
+#include "heap.h"
+
+#include <malloc.h>
+
+#include <bit>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace TIRK_MCUC {
+
+// What one thread frees serves the others: with a heap each, memory grows until each of them had its largest request.
+// The largest buffers stay outside the heap, where what is above them keeps them from going back to the system.
+void shareHeap() {
+#ifdef M_ARENA_MAX
+  constexpr int kLargeBuffer = 64 << 10;
+  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_MMAP_THRESHOLD, kLargeBuffer);
+  mallopt(M_TRIM_THRESHOLD, kLargeBuffer);
+#endif
+}
+
+}  // namespace TIRK_MCUC
+
+// The library keeps, for each thread and each small size, some freed blocks that serve no other thread and no other
+// size. Requests are of any length, and a thread would come to hold blocks of each: with few sizes it holds few.
+// A sanitizer is to see the size that was asked for.
+#ifndef __SANITIZE_ADDRESS__
+namespace {
+
+// Two sizes for each doubling, of those that are kept back.
+constexpr size_t roundedSize(size_t size) {
+  constexpr size_t kFinest = 128, kLargestKept = 1024;
+  if (size <= kFinest || size > kLargestKept) return size;
+  const size_t step = std::bit_ceil(size) / 4;
+  return (size + step - 1) / step * step;
+}
+static_assert(roundedSize(129) == 192 && roundedSize(193) == 256 && roundedSize(1024) == 1024);
+
+}  // namespace
+
+void* operator new(size_t size) {
+  for (;;) {
+    if (void* const memory = std::malloc(size == 0 ? 1 : roundedSize(size))) return memory;
+    const std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) throw std::bad_alloc();
+    handler();
+  }
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+#endif
