@@ -39,6 +39,7 @@ static_assert(roundedSize(129) == 192 && roundedSize(193) == 256 && roundedSize(
 
 }  // namespace
 
+// NOLINTBEGIN(cppcoreguidelines-owning-memory,cppcoreguidelines-no-malloc): the allocator itself
 void* operator new(size_t size) {
   for (;;) {
     if (void* const memory = std::malloc(size == 0 ? 1 : roundedSize(size))) return memory;
@@ -55,4 +56,5 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, size_t) noexcept {
   std::free(memory);
 }
+// NOLINTEND(cppcoreguidelines-owning-memory,cppcoreguidelines-no-malloc)
 #endif
