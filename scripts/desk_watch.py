@@ -43,6 +43,7 @@ HARMFUL_PROGRAMS = {"reboot", "shutdown", "poweroff", "halt", "hwclock", "ifconf
 LINE = re.compile(r"(\d+)\s+(?:<\.\.\. )?(\w+)( resumed>|\()(.*)")
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 FD = re.compile(r"^(-?\d+|AT_FDCWD)(?:<(.*)>)?")
+UNREADABLE = re.compile(r"^(?:[^\",]*, )?0x[0-9a-f]+, ")  # the first path of a call
 RESULT = re.compile(r"\)\s+= (-?\d+)(?:<(.*)>)?(?: .*)?$")
 
 
@@ -91,6 +92,7 @@ class Watch:
     def read(self, lines):
         lines = [match.groups() for match in map(LINE.match, lines) if match]
         children = self.children(lines)
+        unmade = self.without_result(lines)
         unfinished = {}  # pid -> the arguments of a call whose result comes later
         for i, (pid, call, mark, rest) in enumerate(lines):
             process = self.processes.setdefault(pid, Process(self.cwd))
@@ -107,6 +109,8 @@ class Watch:
                 child, thread = children[i]
                 self.started.add(int(child))
                 self.processes[child] = process if thread else Process(process.cwd, process.files)
+            if i in unmade and UNREADABLE.search(rest):
+                continue
             self.look(process, call, rest, pid)
         for pid, target, text in self.signals():  # now that all that was started is known
             if target not in self.started:
@@ -127,6 +131,20 @@ class Watch:
                 if int(result[1]) > 0:
                     found[line] = (result[1], thread)
         return found
+
+    @staticmethod
+    def without_result(lines):
+        """Lines of calls in which the process was killed. Where then not even the name can be read, it was killed
+        before the call was made: the kernel leaves such a call out."""
+        killed, begun = set(), {}
+        for i, (pid, _, mark, rest) in enumerate(lines):
+            if mark == "(":
+                killed.update({begun.pop(pid)} if pid in begun else ())
+                if rest.endswith("<unfinished ...>"):
+                    begun[pid] = i
+            elif RESULT.search(rest):
+                begun.pop(pid, None)
+        return killed.union(begun.values())
 
     @staticmethod
     def remember(process, rest):
@@ -253,6 +271,8 @@ def self_test():
 10 tgkill(10, 11, SIGABRT) = 0
 10 socket(AF_UNIX, SOCK_DGRAM|SOCK_CLOEXEC, 0) = 8<socket:[2]>
 10 ioctl(1</dev/null>, TCGETS, 0x7) = -1 ENOTTY (Inappropriate ioctl for device)
+12 openat(AT_FDCWD</b>, 0x55d0c95bd860, O_RDWR|O_CLOEXEC <unfinished ...>
+12 <... openat resumed>) = ?
 """.splitlines()
     bad = """\
 10 openat(AT_FDCWD</b>, "/etc/x", O_WRONLY|O_CREAT, 0600) = 9</etc/x>
@@ -264,6 +284,8 @@ def self_test():
 10 rename("/t/a", "/var/a") = 0
 10 linkat(AT_FDCWD</b>, "/t/a", AT_FDCWD</b>, "/root/a", 0) = 0
 10 unlinkat(4</t/x>, "../../etc/f", 0 <unfinished ...>
+10 openat(AT_FDCWD</b>, 0x55d0c95bd860, O_RDWR <unfinished ...> ;; 10 <... openat resumed>) = 9
+10 openat(AT_FDCWD</b>, "/etc/x", O_RDWR <unfinished ...> ;; 10 <... openat resumed>) = ?
 10 chmod("/etc/shadow", 0666) = 0
 10 fchmod(3</etc/passwd>, 0666) = 0
 10 bind(5<socket:[1]>, {sa_family=AF_UNIX, sun_path="/run/s"}, 110) = 0
