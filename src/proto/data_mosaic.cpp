@@ -62,7 +62,7 @@ void publishLayout(Data_Global& global, const MosaicGeometry& geometry, const Sc
   }
   // More ports than tables end the calculation before it comes to the roles.
   if (geometry.UsedPortNum <= kDataPorts) {
-    for (uint8_t port = 0; port < roles.size(); ++port) global.PortMorSUpdate(port, roles[port]);
+    for (uint8_t port = 0; port < sendpara::kOutputPorts; ++port) global.PortMorSUpdate(port, roles[port]);
   }
   global.ScreenParaReg.write(0, record);
 }
@@ -126,7 +126,7 @@ void calculateUsedTables(const MosaicGeometry& geometry, std::array<uint8_t, kPo
   for (unsigned k = 0; k < ports; ++k) {
     const uint32_t rows = rowLines ? geometry.lineCount(k) : geometry.request.rows;
     const uint32_t columns = rowLines ? geometry.request.columns : geometry.lineCount(k);
-    const std::span<CardPosition> list(cards.data(), rows * columns);
+    const std::span<CardPosition> list(cards.data(), size_t{rows} * columns);
     wirePort(geometry.request.connectMode, rows, columns, geometry.card, list);
     encodePortTable(list, MutableBytes(table).subspan(k * kPositionTablePortSize, kPositionTablePortSize));
   }

@@ -111,7 +111,7 @@ void wirePort(uint8_t connectMode, uint32_t rows, uint32_t columns, CardSize car
 }
 
 void encodePortTable(std::span<const CardPosition> cards, MutableBytes table) {
-  assert(table.size() == 4 * kPortTableEntries);
+  assert(table.size() == size_t{4} * kPortTableEntries);
   if (cards.empty() || cards.size() > kPortTableEntries) return;
   uint8_t* entry = table.data();
   for (const CardPosition& position : cards) {
