@@ -42,6 +42,7 @@ std::vector<uint16_t> readCurve(BusClient& bus, uint32_t base) {
 
 std::string plot(const std::vector<uint16_t>& curve) {
   std::vector<double> values;
+  values.reserve(curve.size());
   for (const uint16_t level : curve) values.push_back(level / 65535.0);
   return plotCurve(values, kPlotWidth, kPlotHeight, "65535", "0", std::to_string(curve.size() - 1));
 }
@@ -78,6 +79,7 @@ std::vector<uint8_t> readLevels(const std::string& name) {
 void loadGamma(Session& session, const std::vector<std::string>& files, int depth) {
   if (files.size() != 1 && files.size() != 3) throw CLI::ValidationError("give one file for all colours, or three");
   std::vector<std::vector<uint8_t>> tables;
+  tables.reserve(files.size());
   for (const std::string& name : files) tables.push_back(readLevels(name));
   for (size_t channel = 0; channel < 3; ++channel) {
     const auto& table = tables[files.size() == 1 ? 0 : channel];

@@ -1,4 +1,5 @@
 // edid: what an input offers to its source.
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -78,10 +79,10 @@ std::optional<VideoMode> parseMode(const std::string& text) {
   double hz = 0;
   char rest = 0;
   if (std::sscanf(text.c_str(), "%dx%d@%lf%c", &h, &v, &hz, &rest) != 3) return std::nullopt;
-  if (h <= 0 || h > 0xFFFF || v <= 0 || v > 0xFFFF || hz <= 0 || hz > 655) {
+  if (h <= 0 || h > 0xFFFF || v <= 0 || v > 0xFFFF || !(hz > 0 && hz <= 655)) {
     throw CLI::ValidationError("no video mode: " + text);
   }
-  return VideoMode{static_cast<uint16_t>(h), static_cast<uint16_t>(v), static_cast<uint16_t>(hz * 100 + 0.5)};
+  return VideoMode{static_cast<uint16_t>(h), static_cast<uint16_t>(v), static_cast<uint16_t>(std::lround(hz * 100))};
 }
 
 std::string manufacturer(const std::vector<uint8_t>& edid) {

@@ -13,9 +13,7 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   return "kadctl: " + text + "\nkadctl --help and kadctl COMMAND --help tell more.\n";
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Asks and sets a kadrend device over its bus", "kadctl");
   kadctl::Session session;
   app.add_option("-b,--board", session.board, "the board's directory")->envname("KADREND_BOARD")->capture_default_str();
@@ -38,13 +36,18 @@ int main(int argc, char** argv) {
   kadctl::addBrightnessCommand(app, session);
   try {
     app.parse(argc, argv);
-    std::cout.flush();
-    return 0;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
-  } catch (const kadctl::ClientError& error) {
-    std::cerr << "kadctl: " << error.what() << "\n";
-    return 1;
+  }
+  std::cout.flush();
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << "kadctl: " << error.what() << "\n";
     return 1;
