@@ -5,6 +5,8 @@
 // Input: options (1), then the frame from its fourth byte on: labels, source, destination, device type, port, board
 // (2), code, reserved, register address (4), valid data length (2), data. Tag, ack and checksum are put in.
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <vector>
 
 #include "proto/data_common.h"
@@ -25,38 +27,42 @@ enum Option : uint8_t {
   kCycles = 0x20,         // then two cycles: what settles in one is computed in the next
 };
 
-// These options, of any sender: cycles in which a reset that is due is made. One input in 128, because a reset with
-// the start that follows takes as long as a hundred others.
+// These options, of any sender, with such a checksum: cycles in which a reset that is due is made. One input in 1024,
+// because a reset with the start that follows takes as long as a hundred others.
 constexpr uint8_t kResetMask = 0xF7;
 constexpr uint8_t kReset = 0x60;
+constexpr uint8_t kResetSum = 0x07;  // bits that are 0
 
 // These options, with cycles or without: the data are repeated up to the length that the frame says. Few inputs have
 // them, so that long messages do not take all the time.
 constexpr uint8_t kStretched = 0xC4;
 constexpr size_t kFields = 15;  // of the header, from the labels on
 
-std::vector<uint8_t> frameOf(uint8_t options, Input& input) {
-  std::vector<uint8_t> frame(kFrameHeaderLength);
-  DWT_RENCWD(frame.data(), PROTOCOL_HEADER_TAG_REQUEST);
-  const auto header = input.bytes(kFields);
-  std::copy(header.begin(), header.end(), frame.begin() + 3);
-  const auto data = input.rest();
-  frame.insert(frame.end(), data.begin(), data.end());
-  const size_t stated = readWord(&frame[16]);
-  if ((options & ~kCycles) == kStretched && !data.empty()) {
-    frame.resize(std::max(frame.size(), kFrameHeaderLength + stated));
-    for (size_t at = kFrameHeaderLength + data.size(); at < frame.size(); at += data.size()) {
-      std::copy_n(data.begin(), std::min(data.size(), frame.size() - at), frame.begin() + static_cast<ptrdiff_t>(at));
-    }
+using Header = std::array<uint8_t, kFrameHeaderLength>;
+
+Header headerOf(Input& input) {
+  Header header{};
+  DWT_RENCWD(header.data(), PROTOCOL_HEADER_TAG_REQUEST);
+  const auto fields = input.bytes(kFields);
+  std::copy(fields.begin(), fields.end(), header.begin() + 3);
+  return header;
+}
+
+size_t carriedLength(uint8_t options, const Header& header, size_t given) {
+  const bool stretched = (options & ~kCycles) == kStretched && given != 0;
+  return stretched ? std::max<size_t>(given, readWord(&header[16])) : given;
+}
+
+// The header, the data as often as they fit, and the checksum.
+void fillFrame(uint8_t options, const Header& header, Bytes data, MutableBytes frame) {
+  std::copy(header.begin(), header.end(), frame.begin());
+  const MutableBytes carried = frame.subspan(kFrameHeaderLength, frame.size() - kShortestFrame);
+  for (size_t at = 0; at < carried.size(); at += data.size()) {
+    std::memcpy(&carried[at], data.data(), std::min(data.size(), carried.size() - at));
   }
-  const size_t carried = frame.size() - kFrameHeaderLength;
-  const bool write = frame[10] == kCodeWrite;
-  if (write && (options & kRawLength) == 0) DWT_ENCWD(&frame[16], static_cast<uint16_t>(carried));
-  frame.resize(std::min<size_t>(frame.size(), TP_RECV_BUFFER_LENGTH - 2) + 2);
   uint16_t sum = 0;
   MCUCMsg::CaculCheckout(frame.data(), 2, static_cast<int>(frame.size()) - 4, sum);
   DWT_ENCWD(&frame[frame.size() - 2], static_cast<uint16_t>(sum + ((options & kWrongChecksum) != 0 ? 1 : 0)));
-  return frame;
 }
 
 std::vector<uint8_t> datagramOf(uint8_t options, Input& input) {
@@ -64,16 +70,21 @@ std::vector<uint8_t> datagramOf(uint8_t options, Input& input) {
     const auto bytes = input.rest();
     return {bytes.begin(), bytes.end()};
   }
-  const auto frame = frameOf(options, input);
+  Header header = headerOf(input);
+  const auto data = input.rest();
+  const size_t carried = carriedLength(options, header, data.size());
+  const bool write = header[10] == kCodeWrite;
+  if (write && (options & kRawLength) == 0) DWT_ENCWD(&header[16], static_cast<uint16_t>(carried));
+  const size_t length = std::min<size_t>(kShortestFrame + carried, TP_RECV_BUFFER_LENGTH);
   ipcHeaderInfo head;
   head.uiid = (options & kPeerDaemon) != 0 ? taskIdentifier(kTaskQxt) : kClientTask;
-  head.size = static_cast<uint32_t>(frame.size());
+  head.size = static_cast<uint32_t>(length);
   head.smallLabel = 1;
   head.largeLabel = kLargeLabelFrame;
-  head.payloadLength = static_cast<uint32_t>(frame.size());
-  std::vector<uint8_t> out(kEnvelopeLength);
+  head.payloadLength = static_cast<uint32_t>(length);
+  std::vector<uint8_t> out(kEnvelopeLength + length);
   head.encode(MutableBytes(out).first<kEnvelopeLength>());
-  out.insert(out.end(), frame.begin(), frame.end());
+  fillFrame(options, header, data, MutableBytes(out).subspan(kEnvelopeLength));
   return out;
 }
 
@@ -104,6 +115,10 @@ void checkReply(Bytes reply, Bytes request) {
   require(reply.size() <= size_t{kShortestFrame} + readWord(&request[16]), "a read returns what was asked for");
 }
 
+bool mayReset(uint8_t options, Bytes datagram) {
+  return (options & kResetMask) == kReset && (datagram[datagram.size() - 2] & kResetSum) == 0;
+}
+
 void serve(Daemon& daemon, uint8_t options, const std::vector<uint8_t>& datagram, Bytes frame) {
   MemoryBoard& board = daemon.board();
   if (datagram.size() >= kEnvelopeLength) {
@@ -115,7 +130,7 @@ void serve(Daemon& daemon, uint8_t options, const std::vector<uint8_t>& datagram
   require(frame.empty() || replies == 1, "every request gets one reply");
   if (!frame.empty()) checkReply(board.lastReply, frame);
   require(daemon.idle(), "what was queued is applied");
-  if ((options & kResetMask) != kReset) daemon.forgetReset();
+  if (!mayReset(options, datagram)) daemon.forgetReset();
   if ((options & kCycles) != 0) {
     daemon.cycle();
     daemon.cycle();

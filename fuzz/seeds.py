@@ -26,6 +26,11 @@ def write(address, data, **target):
     return frame(address, 1, len(data), data, **target)
 
 
+def reset_made(fields):
+    """The same with a label that gives it the checksum with which a reset that is due is made."""
+    return fields[:1] + bytes([-(0x5555 + sum(fields[2:])) % 8]) + fields[2:]
+
+
 def counting(count, first=1):
     return bytes((first + i) & 0xFF for i in range(count))
 
@@ -134,7 +139,7 @@ def datagrams():
         put("datagram_fuzz", "write-" + name, write(address, data))
     for name, address, data in WRITES:
         if name in ("reset0", "reset1", "reset2", "shortcut", "mixed", "sensormode", "schedule"):
-            put("datagram_fuzz", "cycle-" + name, write(address, data, options=0x60))
+            put("datagram_fuzz", "cycle-" + name, reset_made(write(address, data, options=0x60)))
     for name, device in CARDS:
         put("datagram_fuzz", "card-read-" + name, read(0x02000017, 4, device=device))
         put("datagram_fuzz", "card-write-" + name, write(0x02000001, b"\x40", device=device, port=255, board=0xFFFF))

@@ -33,6 +33,13 @@ std::shared_ptr<Thread> ownerOf(const StartedThread& thread) {
   return *static_cast<std::shared_ptr<Thread>*>(thread.argument);
 }
 
+void runUntilItWaits(const StartedThread& thread) {
+  try {
+    thread.body(thread.argument);
+  } catch (const NothingToDo&) {
+  }
+}
+
 }  // namespace
 
 Daemon& Daemon::instance() {
@@ -53,6 +60,7 @@ Daemon::Daemon() : m_board(MemoryBoard::instance()) {
   require(threads.size() == 5, "wait, receive and flag thread, worker and report thread");
   m_link = ownerOf<McuIMDThread>(threads[0]);
   m_worker = ownerOf<McuProcessThread>(threads[3]);
+  runUntilItWaits(threads[1]);  // from now on the wait thread answers what it may
   startAgain();
 }
 
@@ -79,18 +87,16 @@ void Daemon::startAgain() {
 
 void Daemon::deliver(std::vector<uint8_t> datagram) {
   McuIMDThread::ipc_event_deal(nullptr, m_link.get(), new apipc_msg{std::move(datagram)}, 0);
-  // A message without envelope ends the receive loop, which waits for another one otherwise.
-  McuIMDThread::ipc_event_deal(nullptr, m_link.get(), new apipc_msg{}, 0);
-  while (!m_board.queue.empty()) m_link->ipc_event_deal_th();
+  if (!m_board.queue.empty()) {
+    // A message without envelope ends the receive loop, which waits for another one otherwise.
+    McuIMDThread::ipc_event_deal(nullptr, m_link.get(), new apipc_msg{}, 0);
+    while (!m_board.queue.empty()) m_link->ipc_event_deal_th();
+  }
   apply();
 }
 
 void Daemon::apply() {
-  if (idle()) return;
-  try {
-    m_worker->doProcess();
-  } catch (const NothingToDo&) {
-  }
+  while (!idle()) m_worker->applyNext();
 }
 
 bool Daemon::idle() const {

@@ -51,6 +51,7 @@ std::string makeDirectory() {
   const bool usable = fs::is_directory(memory) && ::access(memory.c_str(), W_OK) == 0;
   std::string pattern = ((usable ? memory : fs::temp_directory_path()) / "kadrend-fuzz-XXXXXX").string();
   require(::mkdtemp(pattern.data()) != nullptr, "there is a temporary directory");
+  fs::create_directories(pattern + "/data/tirk/etc/sysconf");  // what the daemon keeps beside the flash
   return pattern;
 }
 

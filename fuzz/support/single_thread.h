@@ -1,6 +1,6 @@
 // The daemon's process without threads and without waiting: no thread that it starts runs, no sleep lasts, and a wait
 // for another thread ends by an exception, for there is none. The linker puts these in the C library's place
-// (--wrap=pthread_create, pthread_cond_wait and nanosleep).
+// (--wrap=pthread_create, pthread_cond_wait, nanosleep and sched_yield).
 #pragma once
 
 #include <vector>

@@ -114,15 +114,24 @@ void* McuProcessThread::ThreadProc(void* argument) {
 void McuProcessThread::doProcess() {
   TRACE_INFO("doProcess process thread begin:");
   giveWayToRequests();
-  // The handler runs without the list lock: an acknowledgement never waits for it. Order and "one at a time" follow
-  // from the one worker.
-  while (const auto block = waitForFront()) Tprocess_ctl::getInstance()->onProcessDealwith(block.get());
+  while (applyNext()) {
+  }
   TRACE_INFO("doProcess process thread exit.");
+}
+
+// The handler runs without the list lock: an acknowledgement never waits for it. Order and "one at a time" follow from
+// the one worker.
+bool McuProcessThread::applyNext() {
+  const auto block = waitForFront();
+  if (!block) return false;
+  Tprocess_ctl::getInstance()->onProcessDealwith(block.get());
+  const CMutexGuardT guard(m_processLstMenux);
+  m_applying = false;
+  return true;
 }
 
 std::unique_ptr<MCUProcessDataBlock> McuProcessThread::waitForFront() {
   const CMutexGuardT guard(m_processLstMenux);
-  m_applying = false;
   while (m_messageList.empty() && !m_bExitMcuProcessThread) m_workArrived.wait(m_processLstMenux);
   if (m_bExitMcuProcessThread) return nullptr;
   auto block = std::move(m_messageList.front());

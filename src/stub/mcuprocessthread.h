@@ -49,6 +49,8 @@ class McuProcessThread : public std::enable_shared_from_this<McuProcessThread> {
 
   // The worker's body: sleeps until there is an item or a stop request.
   void doProcess();
+  // One turn of it: false when it was asked to end.
+  bool applyNext();
 
  private:
   static void* ThreadProc(void* argument);
