@@ -6,7 +6,7 @@ TEST_PACKAGES="$BUILD_PACKAGES libgtest-dev libgmock-dev edid-decode groff-base 
 PACKAGE_PACKAGES="$BUILD_PACKAGES dpkg-dev file"
 ARM_PACKAGES="g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user googletest"
 BENCH_PACKAGES="$TEST_PACKAGES libbenchmark-dev libmodbus-dev libspdlog-dev libsystemd-dev dbus valgrind binutils"
-CHECK_PACKAGES="$TEST_PACKAGES clang clang-format clang-tidy libclang-rt-14-dev"
+CHECK_PACKAGES="$TEST_PACKAGES git clang clang-format clang-tidy libclang-rt-14-dev"
 
 need_packages() {
   local missing=() package
