@@ -20,6 +20,12 @@ void shareHeap() {
 #endif
 }
 
+void returnFreeMemory() {
+#ifdef M_ARENA_MAX
+  malloc_trim(0);
+#endif
+}
+
 }  // namespace TIRK_MCUC
 
 // The library keeps, for each thread and each small size, some freed blocks that serve no other thread and no other

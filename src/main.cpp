@@ -1,4 +1,4 @@
-// The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps for ever.
+// The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps and tends the heap.
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -46,5 +46,8 @@ int main(int argc, char* argv[]) {
   Tprocess_ctl::getInstance()->initialize();
   Tshl_ctl::getInstance()->initialize();
   StubUtil::getInstance()->initialize();
-  for (;;) Sleep(kSleepMs);
+  for (;;) {
+    Sleep(kSleepMs);
+    returnFreeMemory();
+  }
 }
