@@ -54,14 +54,14 @@ std::string hexDump(uint32_t address, TIRK_MCUC::Bytes bytes) {
   std::string out;
   for (size_t at = 0; at < bytes.size(); at += 16) {
     const auto row = bytes.subspan(at, std::min<size_t>(16, bytes.size() - at));
-    std::string hex;
     std::string characters;
+    out += hexNumber(address + static_cast<uint32_t>(at)) + " ";
     for (size_t i = 0; i < 16; ++i) {
-      hex += i == 8 ? "  " : " ";
-      hex += i < row.size() ? hexText(row.subspan(i, 1)) : "  ";
+      out += i == 8 ? "  " : " ";
+      out += i < row.size() ? hexText(row.subspan(i, 1)) : "  ";
       if (i < row.size()) characters += row[i] >= 32 && row[i] < 127 ? static_cast<char>(row[i]) : '.';
     }
-    out += hexNumber(address + static_cast<uint32_t>(at)) + " " + hex + "  " + characters + "\n";
+    out.append("  ").append(characters).append("\n");
   }
   return out;
 }
