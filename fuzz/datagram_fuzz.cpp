@@ -28,7 +28,7 @@ enum Option : uint8_t {
 };
 
 // These options, of any sender, with such a checksum: cycles in which a reset that is due is made. One input in 1024,
-// because a reset with the start that follows takes as long as a hundred others.
+// because a reset with the start that follows takes as long as forty others.
 constexpr uint8_t kResetMask = 0xF7;
 constexpr uint8_t kReset = 0x60;
 constexpr uint8_t kResetSum = 0x07;  // bits that are 0
