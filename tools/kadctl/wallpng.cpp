@@ -1,4 +1,5 @@
 #include <cairo.h>
+#include <fontconfig/fontconfig.h>
 
 #include <cmath>
 #include <memory>
@@ -58,9 +59,21 @@ struct CairoPainter {
   }
 };
 
+// Cairo keeps the fonts that it has used for the next picture, and fontconfig what it knows of them. There is none.
+struct FontsOfOnePicture {
+  FontsOfOnePicture() = default;
+  FontsOfOnePicture(const FontsOfOnePicture&) = delete;
+  FontsOfOnePicture& operator=(const FontsOfOnePicture&) = delete;
+  ~FontsOfOnePicture() {
+    cairo_debug_reset_static_data();
+    FcFini();
+  }
+};
+
 }  // namespace
 
 void writePng(const Scene& scene, const std::string& file) {
+  const FontsOfOnePicture fonts;  // gone after what uses them
   const std::unique_ptr<cairo_surface_t, void (*)(cairo_surface_t*)> surface(
       cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(std::ceil(scene.width)),
                                  static_cast<int>(std::ceil(scene.height))),
