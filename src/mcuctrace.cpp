@@ -10,7 +10,7 @@
 #include "mcuctracefile.h"
 #include "mcucutil.h"
 
-int g_logLevel = 4;
+std::atomic<int> g_logLevel{4};
 unsigned log_on = 0;
 uint32_t log_uuid = 0;
 

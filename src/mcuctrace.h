@@ -7,14 +7,17 @@
 // of the day (0..9, then 0 again) is opened, at a change of date the new day's index 0.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
 
-// The filter: 0 Error and Warning, 2 also Debug, 3 (and 1) all, 4 nothing. Written by main only, before any thread.
-extern int g_logLevel;
+// The filter: 0 Error and Warning, 2 also Debug, 3 (and 1) all, 4 nothing. Written by main only, before any thread; who
+// reaches it by name may change it at any time. A number of 32 bits in memory.
+extern std::atomic<int> g_logLevel;
+static_assert(sizeof g_logLevel == 4 && std::atomic<int>::is_always_lock_free);
 extern unsigned log_on;    // 1 once main runs
 extern uint32_t log_uuid;  // process tag of every line; 0
 
@@ -24,9 +27,10 @@ enum TraceLevel : uint32_t { kTraceError = 0, kTraceWarning = 1, kTraceDebug = 2
 
 // Whether a message of this level would be written.
 inline bool traceEnabled(uint32_t level) {
-  if (level > kTraceInfo || g_logLevel == 4) return false;
-  if (g_logLevel == 2) return level <= kTraceDebug;
-  if (g_logLevel == 0) return level <= kTraceWarning;
+  const int filter = g_logLevel.load(std::memory_order_relaxed);
+  if (level > kTraceInfo || filter == 4) return false;
+  if (filter == 2) return level <= kTraceDebug;
+  if (filter == 0) return level <= kTraceWarning;
   return true;
 }
 
