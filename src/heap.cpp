@@ -34,14 +34,11 @@ void returnFreeMemory() {
 #ifndef __SANITIZE_ADDRESS__
 namespace {
 
-// Two sizes for each doubling, of those that are kept back.
+// Those that are kept back are four small ones and powers of two.
 constexpr size_t roundedSize(size_t size) {
-  constexpr size_t kFinest = 128, kLargestKept = 1024;
-  if (size <= kFinest || size > kLargestKept) return size;
-  const size_t step = std::bit_ceil(size) / 4;
-  return (size + step - 1) / step * step;
+  constexpr size_t kFinest = 64, kLargestKept = 1024;
+  return size <= kFinest || size > kLargestKept ? size : std::bit_ceil(size);
 }
-static_assert(roundedSize(129) == 192 && roundedSize(193) == 256 && roundedSize(1024) == 1024);
 
 }  // namespace
 
