@@ -114,7 +114,8 @@ class BrightnessControl {
   bool m_tableLoaded = false;
   bool m_modeSelected = false;  // by the first poll, or by a write before it
   uint32_t ConfigFileLength = 0;
-  uint32_t m_received = 0;  // bytes of the block from its start on without a gap
+  enum class Block : uint8_t { whole, coming, pieceLost };  // pieceLost: the flash did not take one
+  Block m_block = Block::whole;
 
   // Modes and switches.
   enum_Active ProgrammableAdjustEnable = DISABLE;

@@ -43,10 +43,8 @@ bool BrightnessControl::ensureTable() {
     ProgrammableTimeTableArray.fill(0);
     return false;
   }
-  if (ConfigFileLength == 0) {  // else a block has begun to come while the flash could not be read
-    ConfigFileLength = readWord(&ProgrammableTimeTableArray[kBlockLength]);
-    m_received = ConfigFileLength;
-  }
+  // Unless a block has begun to come while the flash could not be read.
+  if (m_block == Block::whole) ConfigFileLength = readWord(&ProgrammableTimeTableArray[kBlockLength]);
   return true;
 }
 
@@ -63,7 +61,7 @@ void BrightnessControl::UpdataBrightnessPara(uint8_t storedTimeout) {
   if (timeoutStored) UartDiscOvertime = storedTimeout;
   if (!ensureTable() || m_modeSelected) return;
   // A block of which a part has come selects the mode when it is whole.
-  if (isMixedKind(ProgrammableTimeTableArray[kMode]) && m_received < ConfigFileLength) return;
+  if (isMixedKind(ProgrammableTimeTableArray[kMode]) && m_block != Block::whole) return;
   m_modeSelected = true;
   // Without one the link counts as lost until the serial controller shows up.
   if (!timeoutStored) TIM2_PeriodCnt = static_cast<uint8_t>(UartDiscOvertime + 1);
@@ -163,19 +161,25 @@ bool BrightnessControl::storePiece(uint32_t k, Bytes piece) {
   return result == 0;
 }
 
-// Keeps account of a block that comes in pieces: its length, and how far it is there without a gap.
+// Keeps account of a block that comes in pieces. A host may leave out what no list needs: the piece that reaches the
+// block's length is the last one, whatever came before it.
 void BrightnessControl::noteTransfer(uint32_t k, Bytes piece, bool stored) {
   if (k == 0) {
     ConfigFileLength = readWord(&piece[kBlockLength]);
-    m_received = 0;
+    m_block = Block::coming;
   }
-  if (stored && k <= m_received) m_received = std::max(m_received, k + static_cast<uint32_t>(piece.size()));
+  if (m_block != Block::coming) return;
+  if (!stored) {
+    m_block = Block::pieceLost;
+  } else if (k + piece.size() == ConfigFileLength) {
+    m_block = Block::whole;
+  }
 }
 
 bool BrightnessControl::transferEndsWith(uint32_t k, size_t length) const {
   if (k + length != ConfigFileLength) return false;
-  if (m_received >= ConfigFileLength) return true;
-  TRACE_ERROR("=== SetBrightnessAdjustTable ===the block has a gap after " << m_received << " bytes, not applied");
+  if (m_block == Block::whole) return true;
+  TRACE_ERROR("=== SetBrightnessAdjustTable ===a piece of the block could not be stored, not applied");
   return false;
 }
 
