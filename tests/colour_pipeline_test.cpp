@@ -165,6 +165,8 @@ TEST_F(ColourPipelineTest, AnHdrPayloadSetsItsCellsAndIsKept) {
   apply(Tprocess::Sprocess_HLG, hlg);
   EXPECT_THAT(cells(), ElementsAre(0x78, 1000, 300, 15, 140, 77, 5)) << "the others are the HDR10 payload's";
   EXPECT_EQ(flash(0xC21000, 10), hlg);
+  for (const char* line : {"Sprocess_HDR10 enter:", "Sprocess_HLG enter:", "Process key:  HLGClass: 5"})
+    EXPECT_EQ(logged(line), 1U) << line;
 }
 
 TEST_F(ColourPipelineTest, TheStoredGammaIsLoadedOnlyWhileHdrIsOff) {

@@ -77,6 +77,7 @@ int Tprocess::Sprocess_HDR10(int length, uint8_t* data) {
   return applyPayload({"Sprocess_HDR10"}, HDRParaData::kLength, length, data,
                       [length](const uint8_t* payload) {
                         const HDRParaData hdr = HDRParaData::decode(payload);
+                        TRACE_INFO("Sprocess_HDR10 enter:");
                         TRACE_INFO("Process key: "
                                    << " fScreenPeakLight: " << hdr.fScreenPeakLight
                                    << " fambientLight: " << hdr.fambientLight << " brightness: " << hdr.brightness
@@ -96,6 +97,7 @@ int Tprocess::Sprocess_HLG(int length, uint8_t* data) {
   return applyPayload({"Sprocess_HLG"}, HDRParaData::kLength, length, data,
                       [length](const uint8_t* payload) {
                         const HDRParaData hdr = HDRParaData::decode(payload);
+                        TRACE_INFO("Sprocess_HLG enter:");
                         TRACE_INFO("Process key: "
                                    << " HLGClass: " << hdr.HLGCalss);
                         setCell(PbufHDRType, hdr.HDRType);
@@ -109,6 +111,7 @@ int Tprocess::Sprocess_PictureQualityCal(int length, uint8_t* data) {
   return applyPayload({"Sprocess_PictureQualityCal"}, CSCParaData::kLength, length, data,
                       [](const uint8_t* payload) {
                         const CSCParaData picture = CSCParaData::decode(payload);
+                        TRACE_INFO("Sprocess_PictureQualityCal enter:");
                         TRACE_INFO("Process key: "
                                    << " Contrast: " << picture.Contrast << " Saturation: " << picture.Saturation
                                    << " Hue: " << picture.Hue);
@@ -123,6 +126,7 @@ int Tprocess::Sprocess_DisplayWarmUp(int length, uint8_t* data) {
   return applyPayload({"Sprocess_DoBackupInfo"}, kWarmUpPayloadLength, length, data, [](const uint8_t* payload) {
     const uint8_t mode = payload[0];
     const uint8_t time = payload[1];
+    TRACE_INFO("Sprocess_DisplayWarmUp enter:");
     TRACE_INFO("Process key: DoBackupInfoKey  WarmUpMode: " << mode << " WarmUpTime: " << time);
     std::array<uint8_t, 6> record{};
     static_assert(flash::kWarmUp.length == record.size());
