@@ -113,6 +113,7 @@ TEST_F(StatusMonitorTest, CopperLinksFormOneBitAPort) {
     EXPECT_EQ(m_store->GigaPhyLinkSta, links);
     EXPECT_EQ(linkState().linked(3), (links & 8) != 0);
   }
+  EXPECT_EQ(logged("SourceLinkStatus:21 -> NowChangedLinstatus:33288"), 1U);
 }
 
 TEST_F(StatusMonitorTest, AFailedReadCountsAs0AndSparesTheMirror) {

@@ -145,9 +145,8 @@ void Tprocess_ctl::SendNetLinktoQXT() {
   const auto links = static_cast<uint16_t>((states[0] & 0x0F) | (states[1] & 0x0F) << 4 | (states[2] & 0x0F) << 8 |
                                            (states[3] & 0x0F) << 12);
   if (states != store->SendNetLinktoQXT_buff) {
-    TRACE_INFO("<<<<<<<< SendNetLinktoQXT -------- SourceLinkStatus:"
-               << hex << static_cast<int>(store->GigaPhyLinkSta.load()) << " -> NowChangedLinstatus:" << hex
-               << static_cast<int>(links));
+    TRACE_INFO("<<<<<<<< SendNetLinktoQXT -------- SourceLinkStatus:" << store->GigaPhyLinkSta.load()
+                                                                      << " -> NowChangedLinstatus:" << links);
     SendNetLinktoQXT1_4();
     SendNetLinktoQXT5_8();
     SendNetLinktoQXT9_16();
