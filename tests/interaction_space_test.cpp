@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "process/tprocess_ctl.h"
+#include "proto/addr_hcinteractionregister.h"
 #include "support/store_fixture.h"
 #include "virtual/cards.h"
 
@@ -70,6 +71,7 @@ TEST_F(InteractionSpaceTest, WritesThatNameNothingChangeNothingAndAskForSynchron
     EXPECT_EQ(Tshl_ctl::getInstance()->Ssh_StartSendCard(&request), c.result) << std::hex << c.address;
     EXPECT_EQ(request.SyncWrite, c.result == 0 ? 1U : 0U) << std::hex << c.address;
   }
+  EXPECT_EQ(Addr_HCInteractionRegister::WriteToHCInteraction(nullptr), 4);
   EXPECT_THAT(applied(), IsEmpty());
   EXPECT_EQ(journal(), "");
 }

@@ -146,6 +146,10 @@ int Addr_HCInteractionRegister::ReadFromHCInteraction(IMD_proto3rd* request) {
 
 int Addr_HCInteractionRegister::WriteToHCInteraction(IMD_proto3rd* request) {
   TRACE_INFO("=========================== Begin Write HCInter Info =============================");
+  if (request == nullptr) {
+    TRACE_ERROR("=== IMD_proto3rd ===:, msgIMD is invalid, return.");
+    return kRefused;
+  }
   Addr_HCInteractionRegister& space = *getInstance();
   const uint32_t offset = request->proto.m_uiRegisterUnitAddress & 0xFFFF;
   const Bytes data = request->data();
