@@ -159,6 +159,7 @@ void CTraceFile::openFile() {
   if (!m_pFile) return;
   if (m_bShared == 0) {
     writeHeader(kTraceHeaderLength);
+    m_head.map(m_pFile.get(), kTraceHeaderLength);
     return;
   }
   // Another process may be writing: only the lock makes it safe to look.
@@ -209,7 +210,7 @@ void CTraceFile::writeHeader(unsigned long offset) {
   memset(header, ' ', sizeof header);
   std::to_chars(header, header + sizeof header - 1, offset);
   header[sizeof header - 1] = '\n';
-  writeAllAt(m_pFile.get(), header, sizeof header, 0);
+  if (!m_head.write(header)) writeAllAt(m_pFile.get(), header, sizeof header, 0);
 }
 
 unsigned long CTraceFile::room() const {

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "mappedhead.h"
 #include "mcucmutex.h"
 #include "uniquefd.h"
 
@@ -65,6 +66,7 @@ class CTraceFile {
 
   unsigned char m_bMaxReached = 0;
   UniqueFd m_pFile;
+  MappedHead m_head;  // the header of a file of our own
   std::string m_pFileName;
   unsigned long m_lMaxSize;
   int m_nFlushFreq = kTraceFlushFreq;

@@ -12,6 +12,7 @@
 #include <sstream>
 #include <thread>
 
+#include "mappedhead.h"
 #include "mcuctrace.h"
 #include "mcuctracefile.h"
 #include "support/board_fixture.h"
@@ -196,6 +197,23 @@ TEST_F(TraceTest, FullDiskCutsALineAndTheLogGoesOnLater) {
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_THAT(lines[1], StartsWith("[03/07/202[03/07/2026 "));
   EXPECT_EQ(contentsOf(file).substr(0, kTraceHeaderLength), header(sizeOf(file)));
+}
+
+TEST_F(TraceTest, HeaderOfAFileThatIsCutUnderItFailsAndABusErrorOfOthersIsFatal) {
+  const fs::path path = m_directory.path() / "head";
+  const UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT, 0600));
+  MappedHead head;
+  EXPECT_FALSE(head.write("none"));
+  fs::resize_file(path, 4);
+  head.map(file.get(), 4);
+  EXPECT_TRUE(head.write("text"));
+  EXPECT_EQ(contentsOf(path), "text");
+  EXPECT_DEATH(raise(SIGBUS), "");
+  fs::resize_file(path, 0);
+  EXPECT_FALSE(head.write("lost"));
+  EXPECT_FALSE(head.write("more")) << "not mapped any more";
+  EXPECT_EQ(contentsOf(path), "");
+  EXPECT_DEATH(raise(SIGBUS), "");
 }
 
 TEST_F(TraceTest, LinesOfManyThreadsStayWhole) {
