@@ -39,6 +39,7 @@ int main(int argc, char* argv[]) {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a file or pipe gets its lines at once, among those of the trace
   log_on = 1;
   applyOption(argc > 1 ? argv[1] : nullptr);
+  CTrace::instance();  // the log file is there also when the first lines are filtered
   TRACE_INFO("================================== Kadrend Start ================================");
   TRACE_INFO("Version:" << 1 << "." << 1 << "." << 0 << "." << 0);
   runShell("mkdir -p /tmp/kadrend");

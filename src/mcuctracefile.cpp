@@ -175,34 +175,33 @@ void CTraceFile::control(const struct flock& record) {
   }
 }
 
+unsigned long CTraceFile::headerOffset() {
+  char header[kTraceHeaderLength];
+  unsigned long offset = 0;
+  if (m_head.read(header) || pread(m_pFile.get(), header, sizeof header, 0) == ssize_t{sizeof header}) {
+    std::from_chars(header, header + sizeof header, offset);
+  }
+  return offset;
+}
+
 unsigned long CTraceFile::fillOffset() {
-  // Nobody else writes a file of our own: its header holds what we wrote. Only a change of its size, looked for once a
-  // second, tells that somebody has cut it.
-  const bool own = m_bShared == 0 && m_ownOffset != 0;
-  if (own && m_checkedSecond == lineStamp().second) return m_ownOffset;
+  const unsigned long offset = headerOffset();
+  // Whether somebody has cut a file whose header still holds what we wrote is looked for once a second.
+  if (m_bShared == 0 && offset == m_ownOffset && m_checkedSecond == lineStamp().second) return offset;
   m_checkedSecond = lineStamp().second;
   const off_t end = lseek(m_pFile.get(), 0, SEEK_END);
   const unsigned long size = end > 0 ? static_cast<unsigned long>(end) : 0;
-  if (own && size == m_ownSize) return m_ownOffset;
-  char header[kTraceHeaderLength];
-  const ssize_t count = pread(m_pFile.get(), header, sizeof header, 0);
-  unsigned long offset = 0;
-  if (count > 0) std::from_chars(header, header + count, offset);
-  if (offset < kTraceHeaderLength || offset > size) offset = std::max(size, kTraceHeaderLength);
-  m_ownSize = size;
-  return offset;
+  return offset < kTraceHeaderLength || offset > size ? std::max(size, kTraceHeaderLength) : offset;
 }
 
 // Writes at the offset, then moves it.
 void CTraceFile::append(const char* bytes, size_t length, unsigned long offset) {
-  const unsigned long end = offset + writeAllAt(m_pFile.get(), bytes, length, offset);
-  writeHeader(end);
-  m_ownOffset = end;
-  m_ownSize = std::max(m_ownSize, end);
+  m_ownOffset = offset + writeAllAt(m_pFile.get(), bytes, length, offset);
+  writeHeader(m_ownOffset);
 }
 
 void CTraceFile::cut(unsigned long size) {
-  if (ftruncate(m_pFile.get(), static_cast<off_t>(size)) == 0) m_ownSize = size;
+  [[maybe_unused]] const int ignored = ftruncate(m_pFile.get(), static_cast<off_t>(size));
 }
 
 void CTraceFile::writeHeader(unsigned long offset) {

@@ -3,9 +3,9 @@
 // expects its caller to hold.
 //
 // A file's first 32 bytes are its header line: the fill offset, where the next line goes, as a decimal number
-// left-aligned in 31 characters, and a line feed. Text beyond the fill offset does not count. The header of a shared
-// file is read before each line; that of a file of our own when the file's size, looked at once a second, is not what
-// we made it. An offset that cannot be is taken as the size.
+// left-aligned in 31 characters, and a line feed. It is read before each line. Text beyond the fill offset does not
+// count; an offset that cannot be is taken as the size, which is looked at once a second as long as the header of a
+// file of our own is what we wrote.
 #pragma once
 
 #include <fcntl.h>
@@ -58,6 +58,7 @@ class CTraceFile {
   void write_shared(const char* module, const char* levelName, const char* text);
   void openFile();
   void control(const struct flock& record);
+  unsigned long headerOffset();
   unsigned long fillOffset();
   void append(const char* bytes, size_t length, unsigned long offset);
   void cut(unsigned long size);
@@ -77,9 +78,8 @@ class CTraceFile {
   struct flock m_unlock {};
   std::vector<char> m_buffer;  // m_nFlushFreq * 1024 + 1
   unsigned long m_pos = 0;
-  unsigned long m_ownOffset = 0;  // the fill offset and the file's size after our last write
-  unsigned long m_ownSize = 0;
-  time_t m_checkedSecond = 0;  // of the board's clock, when the size was last looked at
+  unsigned long m_ownOffset = 0;  // the fill offset after our last write
+  time_t m_checkedSecond = 0;     // of the board's clock, when the size was last looked at
   int m_current_line = 0;
   int m_nMagicNumber = 20170619;  // 0 once destroyed
 };

@@ -30,6 +30,7 @@ TEST_P(OptionTest, SelectsTheLevelsThatAreLogged) {
   const std::string text = log();
   EXPECT_EQ(std::string(occurrences(text, "] Error:") > 0 ? "E" : "") + (occurrences(text, "] Info:") > 0 ? "I" : ""),
             GetParam().levels);
+  EXPECT_FALSE(text.empty()) << "the file's header is there with any option";
 }
 
 // "-info" stops short of its name.
