@@ -4,7 +4,7 @@ show monitor "cards 1 12 128 128"
 show monitor "idle 450"
 show monitor "journal clear"
 
-title "A wall of 4 rows by 6 columns, 10 cabinets a cable, written as registers"
+title "A wall of 4 rows by 6 columns, 10 cards a cable (whole rows: 12), written as registers"
 show screen 4 6 10 0
 show layout --svg "$KADREND_BOARD/wall.svg" --png "$KADREND_BOARD/wall.png"
 

@@ -123,11 +123,6 @@ class Shell:
         self.status = int(match[1])
         return output[: match.start()].decode().splitlines()
 
-    def settle(self):
-        """Waits until a daemon that was just started has come to rest."""
-        self.run("until kadctl monitor 'idle 450' >/dev/null 2>&1; do sleep 0.05; done")
-        self.status = 0
-
     def close(self):
         os.killpg(self.bash.pid, signal.SIGKILL)
         self.bash.wait()
@@ -150,7 +145,6 @@ def run_document(document, build):
                     continue
                 printed = shell.run(command)
                 if plain.endswith("&"):
-                    shell.settle()
                     continue
                 judged = index + 1 < len(commands) and commands[index + 1][1] == "echo $?"
                 if shell.status != 0 and not judged:

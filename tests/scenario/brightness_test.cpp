@@ -66,6 +66,10 @@ TEST_F(BrightnessClient, TheClientSetsItUpAndShowsIt) {
   EXPECT_THAT(runClient("brightness 256", 2), HasSubstr("256 is above 255"));
   m_directory.put("broken", "mode schedule\nnode noon 1\n");
   EXPECT_THAT(runClient("brightness --file '" + board() + "/broken'", 1), HasSubstr("line 2: not HH:MM: noon"));
+  EXPECT_THAT(runClient("brightness --mode schedule --node 'noon 1'", 2), HasSubstr("node noon 1: not HH:MM: noon"));
+  EXPECT_GE(runClient("time '2026-03-04 14:00:01'"), "2026-03-04 14:00:01");
+  EXPECT_GE(runClient("time '2026-03-04 14:00:31'"), "2026-03-04 14:00:31");  // another second of the same minute
+  runClient("brightness >/dev/full", 1);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -309,14 +308,7 @@ void writeSetup(Session& session, const BrightnessSetup& setup) {
   session.barrier();
 }
 
-std::string readFile(const std::string& name) {
-  std::ifstream file(name);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) throw ClientError("cannot read " + name);
-  return text.str();
-}
-
-// The options as the lines of a file.
+// The options as the lines of a file. What is wrong with one is then said with its words: nobody sees these lines.
 std::string asFile(const Arguments& arguments) {
   std::string text = "mode " + arguments.mode + "\n";
   const auto add = [&text](const char* word, const std::vector<std::string>& values) {
@@ -329,12 +321,27 @@ std::string asFile(const Arguments& arguments) {
   return text;
 }
 
+BrightnessSetup parseOptions(const std::string& file) {
+  try {
+    return parseBrightnessFile(file);
+  } catch (const ClientError& error) {
+    const std::string what = error.what();
+    unsigned number = 0;
+    int end = 0;
+    if (std::sscanf(what.c_str(), "line %u: %n", &number, &end) != 1) throw;
+    std::istringstream lines(file);
+    std::string line;
+    while (number-- > 0) std::getline(lines, line);
+    throw ClientError(line + ": " + what.substr(static_cast<size_t>(end)));
+  }
+}
+
 void setFromOptions(Session& session, const Arguments& arguments) {
   if (arguments.mode.empty()) throw CLI::ValidationError("give --mode with what it needs");
   const bool alone =
       arguments.nodes.empty() && arguments.sensors.empty() && arguments.points.empty() && arguments.lines.empty();
   if (!alone) {
-    writeSetup(session, asUsage([&] { return parseBrightnessFile(asFile(arguments)); }));
+    writeSetup(session, asUsage([&] { return parseOptions(asFile(arguments)); }));
     return;
   }
   // The mode byte alone: the rest is what the device has stored.

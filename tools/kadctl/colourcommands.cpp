@@ -1,8 +1,8 @@
 // gamma, hdr, pattern: the picture's transfer curves and the test patterns.
 #include <array>
 #include <cmath>
-#include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "kadctl/plot.h"
 #include "kadctl/session.h"
@@ -64,11 +64,14 @@ void showCurves(Session& session) {
 
 // 1024 or 4096 levels 0..65535, white space between them.
 std::vector<uint8_t> readLevels(const std::string& name) {
-  std::ifstream file(name);
-  if (!file) throw ClientError("cannot read " + name);
+  std::istringstream text(readFile(name));
   std::vector<uint16_t> levels;
-  for (std::string word; file >> word;) levels.push_back(static_cast<uint16_t>(parseNumber(word, 0xFFFF)));
-  if (levels.empty() || kTableEntries % levels.size() != 0) {
+  try {
+    for (std::string word; text >> word;) levels.push_back(static_cast<uint16_t>(parseNumber(word, 0xFFFF)));
+  } catch (const CLI::ValidationError& error) {
+    throw ClientError(name + ": " + error.what());
+  }
+  if (levels.size() != kTableEntries / 4 && levels.size() != kTableEntries) {
     throw ClientError(name + " holds " + std::to_string(levels.size()) + " levels, not 1024 or 4096");
   }
   std::vector<uint8_t> table(kTableBytes);

@@ -92,9 +92,9 @@ void showOrSetTime(Session& session, const std::vector<std::string>& words) {
   if (!wanted.empty()) {
     const auto bcd = parseDateTime(wanted);
     session.bus().write(sendpara::kRegisterBase + sendpara::kDateTime, bcd);
-    const std::string minute = timeText(bcd).substr(0, 16);
-    const bool set = session.until([&] { return readTime(session).starts_with(minute); }, 3000);
-    if (!set) throw ClientError("the daemon did not set its clock");
+    session.barrier();
+    if (!readTime(session).starts_with(timeText(bcd).substr(0, 16)))
+      throw ClientError("the daemon did not set its clock");
   }
   if (session.json) {
     std::cout << nlohmann::json{{"time", readTime(session)}} << "\n";
@@ -177,6 +177,7 @@ void selfTest(Session& session, const std::string& state, double seconds) {
   const uint8_t on = state == "on" ? 1 : 0;
   session.bus().write(sendpara::kRegisterBase + sendpara::kSelfTest, std::vector<uint8_t>{on});
   if (on != 0) std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+  session.bus().read(sendpara::kRegisterBase + sendpara::kMode, 1);  // a daemon that is gone has found nothing
   const auto findings = log.take();
   if (session.json) {
     std::cout << nlohmann::json{{"selftest", state}, {"findings", findings}} << "\n";

@@ -1,8 +1,7 @@
 // edid: what an input offers to its source.
 #include <cmath>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
-#include <iterator>
 
 #include "edidapi.h"
 #include "kadctl/session.h"
@@ -61,9 +60,9 @@ std::vector<uint8_t> edidForMode(const VideoMode& mode) {
 }
 
 std::vector<uint8_t> edidFromFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  if (!file) throw ClientError("cannot read " + name + " (or give WIDTHxHEIGHT@HZ)");
-  std::vector<uint8_t> edid{std::istreambuf_iterator<char>(file), {}};
+  if (!std::filesystem::exists(name)) throw ClientError("cannot read " + name + " (or give WIDTHxHEIGHT@HZ)");
+  const std::string bytes = readFile(name);
+  std::vector<uint8_t> edid(bytes.begin(), bytes.end());
   if (edid.size() != kEdidBlockLength && edid.size() != kEdidLength) {
     throw ClientError(name + " is " + std::to_string(edid.size()) + " bytes long, not 128 or 256");
   }

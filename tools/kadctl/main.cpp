@@ -1,5 +1,5 @@
 // kadctl: the command-line client of kadrend. Exit status 0; 1 when the daemon refused or did not answer; 2 for usage.
-#include <cstdlib>
+#include <cstdio>
 #include <iostream>
 
 #include "kadctl/session.h"
@@ -13,6 +13,11 @@ std::string usageMessage(const CLI::App* app, const CLI::Error& error) {
   return "kadctl: " + text + "\nkadctl --help and kadctl COMMAND --help tell more.\n";
 }
 
+void flushOutput() {
+  std::cout.flush();
+  if (!std::cout || std::ferror(stdout) != 0) throw kadctl::ClientError("cannot write the output");
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Asks and sets a kadrend device over its bus", "kadctl");
   kadctl::Session session;
@@ -23,7 +28,7 @@ int run(int argc, char** argv) {
   app.failure_message(usageMessage);
   app.footer(
       "ADDR, LEN and numbers are decimal or 0x-hexadecimal, HEX is pairs of hexadecimal digits.\n"
-      "Exit status: 0 done; 1 the daemon refused or did not answer, why on standard error; 2 usage.");
+      "Exit status: 0 done; 1 the daemon refused or did not answer, or a file failed, why on standard error; 2 usage.");
   app.fallthrough();
   kadctl::addRegisterCommands(app, session);
   kadctl::addScreenCommands(app, session);
@@ -37,9 +42,9 @@ int run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    if (app.exit(error) != 0) return 2;
   }
-  std::cout.flush();
+  flushOutput();
   return 0;
 }
 

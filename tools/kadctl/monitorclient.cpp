@@ -9,8 +9,20 @@
 
 namespace kadctl {
 
-MonitorClient::MonitorClient(const std::string& boardDirectory)
-    : m_socket(connectBelow(openDirectory(boardDirectory), "monitor", SOCK_STREAM)) {}
+namespace {
+
+TIRK_MCUC::UniqueFd connectMonitor(const std::string& boardDirectory) {
+  const TIRK_MCUC::UniqueFd directory = openDirectory(boardDirectory);
+  try {
+    return connectBelow(directory, "monitor", SOCK_STREAM);
+  } catch (const ClientError& error) {
+    throw ClientError("no daemon serves " + boardDirectory + " (" + error.what() + ")");
+  }
+}
+
+}  // namespace
+
+MonitorClient::MonitorClient(const std::string& boardDirectory) : m_socket(connectMonitor(boardDirectory)) {}
 
 std::vector<std::string> MonitorClient::command(const std::string& line) {
   const std::string text = line + "\n";

@@ -35,7 +35,8 @@ void requireSpace(uint32_t address, const Target& target) {
 
 void readRegisters(Session& session, const std::string& address, const std::string& length, const Target& target) {
   const uint32_t at = parseNumber(address);
-  const auto data = session.bus().read(at, static_cast<uint16_t>(parseNumber(length, 0xFFFF)), target);
+  const auto count = static_cast<uint16_t>(parseNumber(length, 0xFFFF));
+  const auto data = session.bus().read(at, count, target);
   requireSpace(at, target);
   showBytes(session, at, data);
 }

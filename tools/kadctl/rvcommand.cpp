@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "kadctl/session.h"
 #include "kadctl/text.h"
@@ -38,9 +36,8 @@ std::vector<RvFile> placeFiles(const std::vector<std::string>& names) {
   std::vector<RvFile> files;
   uint32_t start = kFirstStart;
   for (const std::string& name : names) {
-    std::ifstream in(name, std::ios::binary);
-    if (!in) throw ClientError("cannot read " + name);
-    RvFile file{std::filesystem::path(name).filename().string(), {std::istreambuf_iterator<char>(in), {}}, start};
+    const std::string bytes = readFile(name);
+    RvFile file{std::filesystem::path(name).filename().string(), {bytes.begin(), bytes.end()}, start};
     if (file.bytes.empty()) throw ClientError(name + " is empty");
     if (file.bytes.size() > kAreaEnd - start) throw ClientError("the files do not fit: 8 MiB are there");
     start += (static_cast<uint32_t>(file.bytes.size()) + kStartStep - 1) / kStartStep * kStartStep;

@@ -91,7 +91,8 @@ void configureBasic(Session& session, const ScreenArguments& arguments) {
                        readWord(echo.data() + 13) == cards;
   if (!laidOut) {
     throw ClientError("the daemon did not lay the screen out: " + arguments.rows + " x " + arguments.columns +
-                      " with " + arguments.cards + " cards a port in mode " + arguments.mode + " is not possible");
+                      " with " + arguments.cards + " cards a port in mode " + arguments.mode +
+                      " is not possible (CARDS: at most ROWS x COLS)");
   }
 }
 
@@ -103,7 +104,7 @@ std::pair<unsigned, std::vector<uint8_t>> parsePort(const std::string& text) {
   if (!std::getline(parts, field, ':')) throw CLI::ValidationError("no port in " + text);
   const unsigned port = parseNumber(field, 9);
   while (std::getline(parts, field, ',')) fields.push_back(field);
-  if (fields.size() != 5) throw CLI::ValidationError("not P:ROWS,COLS,X,Y,MODE: " + text);
+  if (fields.size() != 5 || text.ends_with(',')) throw CLI::ValidationError("not P:ROWS,COLS,X,Y,MODE: " + text);
   std::vector<uint8_t> record(kPortRecordLength);
   record[6] = static_cast<uint8_t>(parseNumber(fields[0], 255));
   record[7] = static_cast<uint8_t>(parseNumber(fields[1], 255));
@@ -135,7 +136,7 @@ void configureAdvanced(Session& session, const ScreenArguments& arguments) {
 }
 
 void configureScreen(Session& session, const ScreenArguments& arguments) {
-  if (arguments.ports.empty() == arguments.mode.empty()) {
+  if (arguments.ports.empty() ? arguments.mode.empty() : !arguments.rows.empty()) {
     throw CLI::ValidationError("give ROWS COLS CARDS MODE, or --port for each port");
   }
   if (arguments.ports.empty()) {

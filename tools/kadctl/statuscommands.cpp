@@ -160,7 +160,7 @@ void watch(Session& session, const WatchArguments& arguments) {
   if (BusClient::taken(session.board, task)) throw ClientError("another " + arguments.as + " is on the bus");
   BusClient listener(session.board, task);
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(arguments.seconds);
-  for (int seen = 0; arguments.count == 0 || seen < arguments.count;) {
+  for (int seen = 0; std::cout && (arguments.count == 0 || seen < arguments.count);) {
     if (const auto report = listener.receive(200)) {
       showReport(session, *report);
       ++seen;

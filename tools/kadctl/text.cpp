@@ -5,6 +5,12 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "kadctl/clienterror.h"
 
 namespace kadctl {
 
@@ -20,8 +26,10 @@ uint32_t parseNumber(const std::string& text, uint32_t max) {
 }
 
 std::vector<uint8_t> parseHex(const std::vector<std::string>& words) {
+  std::stringstream text;
+  for (const std::string& word : words) text << word << ' ';
   std::vector<uint8_t> bytes;
-  for (const std::string& word : words) {
+  for (std::string word; text >> word;) {
     const std::string digits = word.starts_with("0x") ? word.substr(2) : word;
     const bool good = !digits.empty() && digits.size() % 2 == 0 &&
                       std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
@@ -30,7 +38,14 @@ std::vector<uint8_t> parseHex(const std::vector<std::string>& words) {
       bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
     }
   }
+  if (bytes.empty()) throw CLI::ValidationError("no bytes are given");
   return bytes;
+}
+
+std::string readFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  if (!file || std::filesystem::is_directory(name)) throw ClientError("cannot read " + name);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string hexText(TIRK_MCUC::Bytes bytes) {

@@ -45,7 +45,7 @@ UniqueFd connectBelow(const UniqueFd& directory, const std::string& name, int ty
   UniqueFd fd = makeSocket(type);
   const sockaddr_un address = addressBelow(directory, name);
   if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    throw ClientError("the daemon does not answer at " + name + ": " + std::strerror(errno));
+    throw ClientError(name + ": " + std::strerror(errno));
   }
   return fd;
 }
