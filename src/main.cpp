@@ -1,4 +1,7 @@
 // The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps and tends the heap.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +18,14 @@
 namespace {
 
 constexpr unsigned long kSleepMs = 5000;
+
+// A standard stream that was closed by whoever started the daemon: its number would go to a file of the board, and what
+// is printed into that file.
+void openStandardStreams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(fd, F_GETFD) < 0) ::open("/dev/null", O_RDWR);  // takes the lowest free number
+  }
+}
 
 void applyOption(const char* option) {
   if (option == nullptr) {
@@ -33,6 +44,7 @@ void applyOption(const char* option) {
 
 int main(int argc, char* argv[]) {
   using namespace TIRK_MCUC;
+  openStandardStreams();
   shareHeap();
   if (board_open() != 0) return 1;
   std::signal(SIGPIPE, SIG_IGN);

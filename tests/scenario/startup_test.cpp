@@ -74,6 +74,16 @@ TEST_F(StartUpTest, TheTracesSwitchesCanBeReachedByName) {
     EXPECT_EQ(occurrences(symbols, std::string(" ") + name + "\n"), 1U);
 }
 
+struct ClosedOutputTest : DaemonTest {
+  ClosedOutputTest() { m_output = ""; }
+};
+TEST_F(ClosedOutputTest, NoFileOfTheBoardTakesThePlaceOfAClosedStream) {
+  for (const char* fd : {"1", "2"}) {
+    const auto file = std::filesystem::read_symlink("/proc/" + std::to_string(pid()) + "/fd/" + fd);
+    EXPECT_FALSE(file.string().starts_with(board())) << file;
+  }
+}
+
 struct OutputTest : DaemonTest {
   OutputTest() : DaemonTest("", "") { m_output = board() + "/stdout"; }
 };

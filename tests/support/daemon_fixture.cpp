@@ -64,7 +64,11 @@ void DaemonTest::spawn() {
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  if (!m_output.empty()) {
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  } else {
+    for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) posix_spawn_file_actions_addclose(&actions, fd);
+  }
   const int result = posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("the daemon cannot be started");

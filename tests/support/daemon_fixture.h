@@ -59,7 +59,8 @@ class DaemonTest : public ::testing::Test {
   pid_t pid() const { return m_pid; }
 
   TemporaryDirectory m_directory;
-  std::string m_output = "/dev/null";  // where the daemon's standard output goes from the next start on
+  // Where the daemon's standard output goes from the next start on; empty: it is closed, and standard error too.
+  std::string m_output = "/dev/null";
 
  private:
   std::string m_option;
