@@ -74,6 +74,12 @@ TEST_F(StartUpTest, TheTracesSwitchesCanBeReachedByName) {
     EXPECT_EQ(occurrences(symbols, std::string(" ") + name + "\n"), 1U);
 }
 
+TEST_F(StartUpTest, IsReachedByAPathThatIsLongerThanTheSystemTakes) {
+  std::string path = board();
+  while (path.size() < 10000) path += "/.";
+  EXPECT_EQ(kadctl::MonitorClient(path).command("env get firstboot"), monitor("env get firstboot"));
+}
+
 struct ClosedOutputTest : DaemonTest {
   ClosedOutputTest() { m_output = ""; }
 };

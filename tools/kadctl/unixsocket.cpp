@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
+#include <utility>
 
 #include "kadctl/clienterror.h"
 
@@ -35,9 +37,17 @@ UniqueFd makeSocket(int type) {
 }  // namespace
 
 UniqueFd openDirectory(const std::string& path) {
-  UniqueFd fd(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (fd.get() < 0)
-    throw ClientError("no board at " + path + " (" + std::strerror(errno) + "): start kadrend, or name it with -b");
+  UniqueFd fd;
+  // In pieces that the system takes, each below the one before.
+  for (std::string rest = path; !fd || !rest.empty();) {
+    const size_t cut = rest.size() < PATH_MAX ? std::string::npos : rest.rfind('/', PATH_MAX - 1);
+    const int from = fd ? fd.get() : AT_FDCWD;
+    UniqueFd next(::openat(from, rest.substr(0, cut).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!next)
+      throw ClientError("no board at " + path + " (" + std::strerror(errno) + "): start kadrend, or name it with -b");
+    fd = std::move(next);
+    rest.erase(0, rest.find_first_not_of('/', cut));
+  }
   return fd;
 }
 
