@@ -44,6 +44,9 @@ TEST_F(VirtualCards, AChainAnswersItsSizeAndItsRegisters) {
     EXPECT_EQ(read(absent, 0, 1), ByteVector()) << absent.port << " " << absent.board;
     write(absent, 0x100, bytes({9}));
   }
+  setFpga(0x1F, bytes({0xA1}));  // port 3 pulled and port 0 linked, in this register alone
+  ASSERT_EQ(cards().setChain(2, 1, 8, 8), 0);
+  EXPECT_EQ(fpga(0x1F, 1) + fpga(0xF05100, 1), bytes({0xA5, 0x0C})) << "of the links, only the port's own";
   ASSERT_EQ(cards().setChain(3, 0, 0, 0), 0);
   EXPECT_EQ(read(recv(3, 0), 0, 1), ByteVector());
 }

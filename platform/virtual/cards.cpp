@@ -39,7 +39,7 @@ int Cards::setChain(unsigned port, uint16_t count, uint16_t width, uint16_t heig
   if (m_log.append(chainRecord(port, count, width, height)) != 0) return -1;
   m_wall.setChain(port, count, width, height);
   m_links.set(Link::Copper, port, count != 0);
-  writeLink(board().fpga, Link::Copper, m_links[Link::Copper]);
+  writeCopperPort(board().fpga, port, count != 0);
   return 0;
 }
 

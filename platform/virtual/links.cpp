@@ -65,6 +65,16 @@ void writeLink(Fpga& fpga, Link link, uint16_t mask) {
   }
 }
 
+void writeCopperPort(Fpga& fpga, unsigned port, bool linked) {
+  const unsigned bit = 1U << port % 4;
+  for (const uint32_t address : {kCopperNibbles[port / 4], kCopperWords + port / 4}) {
+    uint8_t byte[1] = {};
+    fpga.read(address, byte);
+    byte[0] = static_cast<uint8_t>(linked ? byte[0] | bit : byte[0] & ~bit);
+    fpga.write(address, byte);
+  }
+}
+
 void writeLinks(Fpga& fpga, const LinkMasks& masks) {
   LinkMasks copy = masks;
   for (const Link link : {Link::Copper, Link::Fiber1, Link::Fiber2}) writeLink(fpga, link, copy[link]);

@@ -36,6 +36,8 @@ struct LinkMasks {
 LinkMasks readLinks(const Fpga& fpga);
 // Sets every register of the link; the high nibbles of the copper registers keep what they hold.
 void writeLink(Fpga& fpga, Link link, uint16_t mask);
+// Sets or clears the port's copper bits, and no other's. port < 16.
+void writeCopperPort(Fpga& fpga, unsigned port, bool linked);
 void writeLinks(Fpga& fpga, const LinkMasks& masks);
 
 }  // namespace vboard
