@@ -83,8 +83,10 @@ TEST_F(Monitor, RefusesWhatItDoesNotUnderstand) {
       {"card read recv 0 0 0 1", "no such card, or no link to it (-1)"},
       {"clock set 2024-02-30 12:00:00", "no time of the form YYYY-MM-DD HH:MM:SS"},
       {"fail nothing 1", "no such OP"},
+      {"fail light 1 2147483648", "CODE is no number of 32 bits"},
   };
   for (const auto& [command, error] : cases) expectError(command, error);
+  expect("fail light 1 -2147483648", {"ok"});
 }
 
 TEST_F(Monitor, TakesALineOfAMebibyteAndNoLonger) {

@@ -91,9 +91,11 @@ TEST(Board, IsOpenedByOneDaemonOnly) {
 
 TEST(Board, IsNotOpenedWhenSomethingIsWrong) {
   const std::pair<std::string, std::string> cases[] = {
-      {"board.conf", "what = 1\n"}, {kFlash, "too short"}, {kFlash + "_factory", ""},
-      {"clock", "tomorrow\n"},      {"light", "70000\n"},  {"inputs/edid1", "short"},
-      {"root", "a file"},           {"bus", "a file"},     {"root/etc", "a file"},
+      {"board.conf", "what = 1\n"}, {kFlash, "too short"},
+      {kFlash + "_factory", ""},    {"clock", "tomorrow\n"},
+      {"light", "70000\n"},         {"inputs/edid1", "short"},
+      {"root", "a file"},           {"bus", "a file"},
+      {"root/etc", "a file"},       {"clock", "9223372036854775807\n"},
   };
   for (const auto& [file, text] : cases) {
     const TemporaryDirectory directory;

@@ -13,6 +13,7 @@ namespace {
 
 constexpr const char* kFile = "clock";  // microseconds that the board's clock is ahead of the machine's
 constexpr int64_t kMicroseconds = 1'000'000;
+constexpr int64_t kLargestOffset = 253'402'300'800 * kMicroseconds;  // from 1970 to the end of the year 9999
 
 int64_t machineUs() {
   timespec now = {};
@@ -33,7 +34,9 @@ void Clock::open() {
   int64_t offset = 0;
   const char* const end = text->data() + text->size();
   const auto [stop, problem] = std::from_chars(text->data(), end, offset);
-  if (problem != std::errc() || stop != end) throw std::runtime_error("\"clock\" holds no offset in microseconds");
+  if (problem != std::errc() || stop != end || offset > kLargestOffset || offset < -kLargestOffset) {
+    throw std::runtime_error("\"clock\" holds no offset in microseconds");
+  }
   offsetUs = offset;
 }
 

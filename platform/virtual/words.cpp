@@ -47,10 +47,10 @@ int32_t Words::signedNumber(const char* name) {
   const bool negative = word.starts_with('-');
   if (negative) word.remove_prefix(1);
   const auto value = parseNumber(word);
-  constexpr auto kMost = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
-  if (!value || *value > kMost) throw CommandError(std::string(name) + " is no number of 32 bits");
-  const auto magnitude = static_cast<int32_t>(*value);
-  return negative ? -magnitude : magnitude;
+  const uint64_t most = uint64_t{std::numeric_limits<int32_t>::max()} + (negative ? 1 : 0);
+  if (!value || *value > most) throw CommandError(std::string(name) + " is no number of 32 bits");
+  const auto magnitude = static_cast<int64_t>(*value);
+  return static_cast<int32_t>(negative ? -magnitude : magnitude);
 }
 
 std::vector<uint8_t> Words::hex(const char* name) {
