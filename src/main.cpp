@@ -1,7 +1,4 @@
 // The daemon's entry point: option, banner, hardware, dispatchers, process wiring; then it sleeps and tends the heap.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -13,19 +10,12 @@
 #include "mcucutil.h"
 #include "process/tprocess_ctl.h"
 #include "proto/tshl_ctl.h"
+#include "standardstreams.h"
 #include "stub/stubutil.h"
 
 namespace {
 
 constexpr unsigned long kSleepMs = 5000;
-
-// A standard stream that was closed by whoever started the daemon: its number would go to a file of the board, and what
-// is printed into that file.
-void openStandardStreams() {
-  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (::fcntl(fd, F_GETFD) < 0) ::open("/dev/null", O_RDWR);  // takes the lowest free number
-  }
-}
 
 void applyOption(const char* option) {
   if (option == nullptr) {
@@ -44,7 +34,7 @@ void applyOption(const char* option) {
 
 int main(int argc, char* argv[]) {
   using namespace TIRK_MCUC;
-  openStandardStreams();
+  holdStandardStreams();
   shareHeap();
   if (board_open() != 0) return 1;
   std::signal(SIGPIPE, SIG_IGN);

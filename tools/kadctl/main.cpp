@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "kadctl/session.h"
+#include "standardstreams.h"
 
 namespace {
 
@@ -51,6 +52,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  TIRK_MCUC::holdStandardStreams();
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {
