@@ -336,6 +336,7 @@ TEST_F(BrightnessSpace, ReadsAnswerFromTheTableOrTheRegion) {
   setFlash(0xB8B000, ByteVector(1024));
   EXPECT_EQ(read(0x0A000000, 16), done(pattern(16))) << "the table is in memory";
   EXPECT_EQ(read(0x0A000000, 513).result, -1);
+  EXPECT_EQ(logged("=== ReadFromBrightnessInfo ===Invalid len, return! len = 513"), 1U);
   EXPECT_EQ(read(0x0A000000, 4097), refused(6));
   fail(vboard::Op::FlashRead, 3);
   EXPECT_EQ(read(0x0A000000 + 600, 16), refused(4));

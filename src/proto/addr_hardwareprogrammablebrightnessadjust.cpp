@@ -45,7 +45,10 @@ int Addr_HardWareBrightnessAdjust::doAdjustBrightness(IMD_proto3rd* request, Fsh
 int Addr_HardWareBrightnessAdjust::ReadFromBrightnessInfo(IMD_proto3rd* request) {
   const size_t offset = offsetOf(*request);
   const size_t length = request->proto.m_usValidDataLength;
-  if (length > kBrightnessTableSize) return refuse(request, kUnknown);
+  if (length > kBrightnessTableSize) {
+    TRACE_ERROR("=== ReadFromBrightnessInfo ===Invalid len, return! len = " << length);
+    return refuse(request, kUnknown);
+  }
   return readThrough(request, [&](MutableBytes out) {
     if (offset + length <= kBrightnessTableSize) {
       const bool loaded = BrightnessControl::getInstance().copyTable(offset, out);
