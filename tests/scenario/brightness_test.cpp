@@ -69,7 +69,7 @@ TEST_F(BrightnessClient, TheClientSetsItUpAndShowsIt) {
   EXPECT_THAT(runClient("brightness --mode schedule --node 'noon 1'", 2), HasSubstr("node noon 1: not HH:MM: noon"));
   EXPECT_GE(runClient("time '2026-03-04 14:00:01'"), "2026-03-04 14:00:01");
   EXPECT_GE(runClient("time '2026-03-04 14:00:31'"), "2026-03-04 14:00:31");  // another second of the same minute
-  for (const char* output : {">/dev/full", ">&-"}) runClient(std::string("brightness ") + output, 1);
+  for (const char* output : {">/dev/full", ">&- 2>&- #"}) runClient(std::string("brightness ") + output, 1);
 }
 
 }  // namespace
