@@ -78,6 +78,7 @@ struct Status {
 
   std::string role() const { return feature[sendpara::kDeviceRole] == kDeviceSlave ? "slave" : "master"; }
   std::string model() const { return hexText(std::vector<uint8_t>{hardware[3], hardware[2]}); }
+  std::string version() const { return hexText(Bytes(hardware).subspan(4, 5)); }
   std::string serial() const { return hexText(Bytes(hardware).subspan(22, 8)); }
   bool restored() const { return wall.cardCount() > 0; }  // the FPGA forgets its card counts without power
   unsigned redundancy() const {
@@ -96,12 +97,14 @@ struct Status {
     out["fibre"] = {{"state", fpga[sendpara::kFiberLink]}, {"ports1", fibre(0)}, {"ports2", fibre(1)}};
     out["restored"] = restored();
     out["model"] = model();
+    out["version"] = version();
     out["serial"] = serial();
     if (brightness) out["brightness"] = *brightness;
     return out;
   }
   void print() const {
-    std::printf("device         model %s, serial number %s, %s\n", model().c_str(), serial().c_str(), role().c_str());
+    std::printf("device         model %s, version %s, serial number %s, %s\n", model().c_str(), version().c_str(),
+                serial().c_str(), role().c_str());
     std::printf("restore        %s\n", restored() ? "parameters are in the FPGA" : "the FPGA holds no wall");
     std::printf("screen         %s\n", wall.empty() ? "none laid out" : wallSummary(wall).c_str());
     std::printf("configuration  %s, %u since start\n", configurationName(configuration), counter);
