@@ -1,10 +1,12 @@
 // The console of the board: what it refuses, the longest line, and clients that are slow.
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "support/board_fixture.h"
+#include "support/waiting.h"
 #include "virtual/sockets.h"
 
 namespace testing_support {
@@ -116,6 +118,18 @@ TEST_F(Monitor, AClientHoldsUpNobody) {
   EXPECT_EQ(half.answer(), Lines{"ok"});
   expect("fpga read 0x40 2", {"0102", "ok"});
   EXPECT_TRUE(slow.silent());
+}
+
+TEST_F(Monitor, ClientsLeaveDescriptorsToTheDaemon) {
+  constexpr rlimit kFew{100, 100};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &kFew), 0);
+  std::vector<Console> clients(10);
+  while (clients.size() < 50 && clients.back().ask("env get firstboot") == Lines{"0", "ok"}) clients.emplace_back();
+  EXPECT_EQ(clients.back().ask("help"), Lines{"(nothing)"}) << "it was told why, and hung up on";
+  EXPECT_LT(clients.size(), 50U);
+  expect("env set a b", {"ok"});
+  clients.clear();
+  EXPECT_TRUE(waitUntil([] { return Console().ask("env get a") == Lines{"b", "ok"}; }));
 }
 
 }  // namespace

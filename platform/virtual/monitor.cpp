@@ -1,7 +1,9 @@
 #include "virtual/monitor.h"
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -26,6 +28,7 @@ namespace {
 constexpr size_t kLongestLine = 1U << 20;
 constexpr size_t kReadSize = 64U << 10;
 constexpr size_t kFlushSize = 256U << 10;
+constexpr rlim_t kReservedDescriptors = 256;  // for the daemon's files and its connections to other tasks
 constexpr auto kPauseAfterFailure = std::chrono::milliseconds(100);
 
 class ClientGone : public std::runtime_error {
@@ -124,10 +127,30 @@ void serveClient(Descriptor socket) {
   }
 }
 
+// Whether the descriptors that are left are the daemon's. The lowest free one is the next that is given.
+bool tooMany(const Descriptor& client) {
+  rlimit limit = {};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+  return static_cast<rlim_t>(client.get()) >= limit.rlim_cur - std::min(kReservedDescriptors, limit.rlim_cur / 2);
+}
+
+void turnAway(const Descriptor& client) {
+  try {
+    SocketAnswer answer(client.get());
+    answer.line("error: too many clients");
+    answer.flush();
+  } catch (const ClientGone&) {
+  }
+}
+
 void acceptClients(const Descriptor& listener) {
   for (;;) {
     Descriptor client(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
     try {
+      if (client && tooMany(client)) {
+        turnAway(client);
+        continue;
+      }
       if (client) {
         std::thread(serveClient, std::move(client)).detach();
         continue;
