@@ -1,3 +1,4 @@
+// The chains of cards: what they answer, whom a broadcast reaches, and what a broken record of them leaves.
 #include <filesystem>
 
 #include "support/board_fixture.h"

@@ -13,7 +13,7 @@
 
 namespace TIRK_MCUC {
 
-constexpr int kInputGroups = 9;  // EN_INPUT_A .. EN_INPUT_I
+constexpr int kInputGroups = 9;
 constexpr int kInputBoards = 7;
 constexpr int kInSetParaLength = 72;
 

@@ -18,7 +18,7 @@ bool beginHandler(const HandlerWords& words, const uint8_t* data);
 void finishHandler(const HandlerWords& words);
 
 // Runs `effect(const WriteRecord&)` on the register write record in the payload, inside the frame. A truncated record
-// is one Error line and no effect. DumpCapacity is the size of the hex-dump text: a longer record is dumped empty.
+// is one Error line and no effect. `dumpCapacity` is the size of the hex-dump text: a longer record is dumped empty.
 void logRecord(const HandlerWords& words, const WriteRecord& record, int dumpCapacity);
 void dropTruncated(const HandlerWords& words, int length);
 template <class Effect>

@@ -34,23 +34,23 @@ struct CardSize {
 
 constexpr CardSize kDefaultCardSize{128, 128};
 
-// What the host asked for in the shortcut-configuration record.
+// What the host asked for in the shortcut-configuration record; the log names the fields as on the right.
 struct MosaicRequest {
-  uint16_t rows = 0;        // TempParaTable[1]
-  uint16_t columns = 0;     // TempParaTable[2]
-  uint16_t cards = 0;       // TempParaTable[3]: cabinets, as cards per port
-  uint8_t connectMode = 0;  // TempParaCharTable[0]
-  uint8_t masterSlave = 0;  // TempParaCharTable[2]: PbufMorSMode
+  uint16_t rows = 0;        // MyTempParaTable[1]
+  uint16_t columns = 0;     // MyTempParaTable[2]
+  uint16_t cards = 0;       // MyTempParaTable[3]: cabinets, as cards per port
+  uint8_t connectMode = 0;  // MyTempParaCharTable[0]
+  uint8_t masterSlave = 0;  // MyTempParaCharTable[2]: PbufMorSMode
   bool operator==(const MosaicRequest&) const = default;
 };
 
 // What the host asked for port by port.
 struct AdvancedRequest {
-  std::array<uint16_t, kDataPorts> rows{};        // TempAdvCfgPortRow
-  std::array<uint16_t, kDataPorts> columns{};     // TempAdvCfgPortCol
-  std::array<uint16_t, kDataPorts> x{};           // TempAdvCfgPortX: pixels
-  std::array<uint16_t, kDataPorts> y{};           // TempAdvCfgPortY
-  std::array<uint8_t, kDataPorts> connectMode{};  // TempAdvPortCM
+  std::array<uint16_t, kDataPorts> rows{};
+  std::array<uint16_t, kDataPorts> columns{};
+  std::array<uint16_t, kDataPorts> x{};  // pixels, as y
+  std::array<uint16_t, kDataPorts> y{};
+  std::array<uint8_t, kDataPorts> connectMode{};
 };
 
 struct CardPosition {
