@@ -47,6 +47,9 @@ TEST_F(VirtualOperations, StatusRegistersKeepWhatTheFpgaSetAlsoInsideABlock) {
   ASSERT_EQ(writeFpga(0x1F3, bytes({1, 2})), 0) << "a write that lies within one is a success";
   ASSERT_EQ(writeFpga(0x1F1, bytes({0x33, 0x33})), 0);
   EXPECT_EQ(fpga(0x1F1, 4), bytes({0x33, 0x11, 0x11, 0x11}));
+  std::filesystem::remove(m_directory.path() / "journal");
+  ASSERT_EQ(writeFpga(0x1E, bytes({1})), 0);
+  EXPECT_EQ(journalLines(), std::vector<std::string>{"fpga w 0x0000001e 1 01"}) << "a journal that was removed";
 }
 
 TEST_F(VirtualOperations, TheClockIsSetByTheDaemonAndTheConsoleAtOnce) {

@@ -1,6 +1,7 @@
 #include "virtual/journal.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,11 @@ void Journal::setOn(bool on) {
 }
 
 int Journal::fileUnlocked() {
+  struct stat info = {};
+  if (m_fd >= 0 && ::fstat(m_fd, &info) == 0 && info.st_nlink == 0) {  // removed: it begins anew
+    ::close(m_fd);
+    m_fd = -1;
+  }
   if (m_fd < 0) m_fd = openFile(boardFile(kFile), O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK).release();
   return m_fd;
 }
