@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -116,8 +117,10 @@ std::pair<unsigned, std::vector<uint8_t>> parsePort(const std::string& text) {
 
 void configureAdvanced(Session& session, const ScreenArguments& arguments) {
   std::vector<std::vector<uint8_t>> records(Wall::kPorts, std::vector<uint8_t>(kPortRecordLength));
+  std::set<unsigned> given;
   for (const std::string& text : arguments.ports) {
     auto [port, record] = parsePort(text);
+    if (!given.insert(port).second) throw CLI::ValidationError("port " + std::to_string(port) + " is given twice");
     records[port] = std::move(record);
   }
   for (unsigned port = 0; port < Wall::kPorts; ++port) {
