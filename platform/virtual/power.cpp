@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -60,7 +61,13 @@ void powerOn() {
   for (size_t at = 0; text && at < text->size(); at = text->find('\0', at) + 1) arguments.push_back(text->data() + at);
   arguments.push_back(nullptr);
   ::pthread_sigmask(SIG_SETMASK, &g_signalMask, nullptr);
-  if (text && !text->empty()) ::execv(emulator != nullptr ? emulator : "/proc/self/exe", arguments.data());
+  if (text && !text->empty()) {
+    // By its path, so that the process keeps its name; by the link when the program is no longer there.
+    std::error_code problem;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", problem);
+    ::execv(emulator != nullptr ? emulator : program.c_str(), arguments.data());
+    if (emulator == nullptr) ::execv("/proc/self/exe", arguments.data());
+  }
   std::fprintf(stderr, "virtual board: the daemon cannot be started again: %s\n", systemError().c_str());
   ::_exit(EXIT_FAILURE);
 }

@@ -3,6 +3,7 @@
 #include "proto/fpgamap.h"
 #include "proto/sendparameter.h"
 #include "support/scenario_fixture.h"
+#include "virtual/files.h"
 
 namespace testing_support {
 namespace {
@@ -27,8 +28,10 @@ TEST_F(WallTest, WhatWasAcknowledgedAndSavedSurvivesKillsAndAReboot) {
   restart();
   ready();
   EXPECT_EQ(flash(flash::kPosition.address, flash::kPosition.length), positions);
+  const auto name = vboard::readFile("/proc/" + std::to_string(pid()) + "/comm");
   monitor("reboot");
   waitReboot();
+  EXPECT_EQ(vboard::readFile("/proc/" + std::to_string(pid()) + "/comm"), name) << "the process keeps its name";
   ready();
   EXPECT_EQ(fpga(fpga::kPosition.address, flash::kPosition.length), positions)
       << "from the flash, the FPGA was cleared";
