@@ -1,5 +1,6 @@
 #include "virtual/monitor.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
@@ -127,11 +128,14 @@ void serveClient(Descriptor socket) {
   }
 }
 
-// Whether the descriptors that are left are the daemon's. The lowest free one is the next that is given.
+// Whether the descriptors that are left are the daemon's. The lowest free one tells; the client's own was taken before
+// it was waited for.
 bool tooMany(const Descriptor& client) {
   rlimit limit = {};
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
-  return static_cast<rlim_t>(client.get()) >= limit.rlim_cur - std::min(kReservedDescriptors, limit.rlim_cur / 2);
+  const Descriptor lowest(::fcntl(client.get(), F_DUPFD_CLOEXEC, 0));
+  return !lowest ||
+         static_cast<rlim_t>(lowest.get()) >= limit.rlim_cur - std::min(kReservedDescriptors, limit.rlim_cur / 2);
 }
 
 void turnAway(const Descriptor& client) {
