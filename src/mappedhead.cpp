@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 
 namespace TIRK_MCUC {
@@ -24,9 +23,7 @@ struct sigaction g_otherwise {};  // what was done at a bus error before
 
 void endAccess(int, siginfo_t* information, void*) {
   Access* const access = t_access;
-  const auto at = reinterpret_cast<uintptr_t>(information->si_addr);
-  const auto page = access != nullptr ? reinterpret_cast<uintptr_t>(access->page) : 0;
-  const bool ours = information->si_code > 0 && access != nullptr && at >= page && at - page < access->length;
+  const bool ours = information->si_code == BUS_ADRERR && access != nullptr;
   constexpr int kInItsPlace = MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS;
   if (ours && mmap(access->page, access->length, PROT_READ | PROT_WRITE, kInItsPlace, -1, 0) != MAP_FAILED) {
     access->failed = 1;
