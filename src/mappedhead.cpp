@@ -12,7 +12,7 @@ namespace {
 
 // An access to a page that its file no longer has, or for which the device has no room, is a bus error of the thread.
 // The handler then puts a page of memory in place of the file's, so that the access ends and can be told to have
-// failed.
+// failed. That the thread is at one is all that is asked: an emulator gives the error's address in the machine's terms.
 struct Access {
   char* page;
   size_t length;
