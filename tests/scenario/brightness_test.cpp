@@ -1,5 +1,6 @@
 // The client sets the brightness up and shows it, and the cards of the whole daemon follow.
 #include <cstdio>
+#include <filesystem>
 
 #include "driverutil.h"
 #include "proto/cardregisters.h"
@@ -70,6 +71,12 @@ TEST_F(BrightnessClient, TheClientSetsItUpAndShowsIt) {
   EXPECT_GE(runClient("time '2026-03-04 14:00:01'"), "2026-03-04 14:00:01");
   EXPECT_GE(runClient("time '2026-03-04 14:00:31'"), "2026-03-04 14:00:31");  // another second of the same minute
   for (const char* output : {">/dev/full", ">&- 2>&- #"}) runClient(std::string("brightness ") + output, 1);
+  const auto tasks = [this] {
+    return std::distance(std::filesystem::directory_iterator(board() + "/bus"), std::filesystem::directory_iterator());
+  };
+  const auto before = tasks();
+  runClient("brightness | :");
+  EXPECT_EQ(tasks(), before) << "a client that is ended by a signal leaves the bus";
 }
 
 }  // namespace

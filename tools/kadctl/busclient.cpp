@@ -16,6 +16,7 @@
 #include <cstring>
 #include <memory>
 
+#include "kadctl/boundnames.h"
 #include "kadctl/clienterror.h"
 
 namespace kadctl {
@@ -63,10 +64,11 @@ BusClient::BusClient(const std::string& boardDirectory, std::optional<uint32_t> 
   m_task = static_cast<uint32_t>(m_cardPosition) << 24 | number;
   m_name = taskName(m_task);
   m_socket = bindBelow(m_directory, m_name, SOCK_DGRAM);
+  noteName(m_directory.get(), m_name);
 }
 
 BusClient::~BusClient() {
-  ::unlinkat(m_directory.get(), m_name.c_str(), 0);
+  dropName(m_directory.get(), m_name);
 }
 
 bool BusClient::taken(const std::string& boardDirectory, uint32_t task) {

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "kadctl/boundnames.h"
 #include "kadctl/session.h"
 #include "standardstreams.h"
 
@@ -53,6 +54,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   TIRK_MCUC::holdStandardStreams();
+  kadctl::dropNamesAtSignals();
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {
