@@ -18,6 +18,7 @@ using vboard::Descriptor;
 
 constexpr uint32_t kDaemon = 0x010A4200;
 constexpr uint32_t kPeer = 0x010C0001;
+constexpr uint32_t kReturn = 0x01070400;
 
 ByteVector message(size_t payload, uint8_t fill = 0x5A, uint32_t uiid = kPeer) {
   ByteVector out(vboard::kBusEnvelope + payload, fill);
@@ -72,7 +73,7 @@ TEST_F(VirtualBus, FollowsATaskThatComesBackUnderItsName) {
 }
 
 TEST_F(VirtualBus, SendsSeveralInOrderAndTellsOfEach) {
-  constexpr uint32_t kReturn = 0x01070400, kOther = 0x010C0002, kNobody = 0x010C0003;
+  constexpr uint32_t kOther = 0x010C0002, kNobody = 0x010C0003;
   Task peer(kPeer), other(kOther);
   const ByteVector bytes[] = {message(1, 1),  message(1, 2),         message(1, 3, kNobody),
                               message(70000), message(1, 4, kOther), message(1, 5)};
@@ -103,6 +104,13 @@ TEST_F(VirtualBus, TheDaemonsSocketTakesAStaleOnesPlaceAndNotALivingOnes) {
   EXPECT_EQ(apipc_init(kDaemon, 0), 0);
   EXPECT_EQ(Bus().open(kDaemon), -1);
   EXPECT_EQ(apipc_connect_chk_task_by_taskid(kDaemon), 0);
+  // A request in the daemon's own name: its reply must not come back as the next one.
+  EXPECT_EQ(send(kReturn, message(1, 1, kDaemon)), -1);
+  const ByteVector bytes = message(1, 2, kDaemon);
+  apipc_part_t part{bytes.data(), static_cast<uint32_t>(bytes.size()), 0};
+  apipc_send_all(kReturn, &part, 1);
+  EXPECT_EQ(part.result, -1);
+  EXPECT_FALSE(board().bus->pending());
   using std::filesystem::perms;
   EXPECT_EQ(std::filesystem::status(m_directory.path() / "bus/010a4200").permissions(),
             perms::owner_read | perms::owner_write);

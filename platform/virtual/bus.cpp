@@ -161,6 +161,7 @@ int Bus::open(uint32_t task) {
     std::fprintf(stderr, "bus: task %08x cannot be opened: %s\n", task, systemError().c_str());
     return -1;
   }
+  m_task = task;
   m_socket = m_owner.get();
   return 0;
 }
@@ -190,10 +191,15 @@ int Bus::receive(void* context, apipc_event_fn callback) {
   return -1;
 }
 
+// A reply in the daemon's own name would come back as a request, and be answered for ever.
+std::shared_ptr<Peers::Peer> Bus::peerOf(uint32_t task) {
+  return task == m_task ? nullptr : m_peers.find(task);
+}
+
 int Bus::deliver(uint32_t task, std::span<const uint8_t> message) {
   // The second attempt is for a task that came back between the look at its name and the send.
   for (int attempt = 0; attempt < 2; ++attempt) {
-    const std::shared_ptr<Peers::Peer> peer = m_peers.find(task);
+    const std::shared_ptr<Peers::Peer> peer = peerOf(task);
     if (!peer) return -1;
     const int flags = MSG_NOSIGNAL | (peer->stalled.load(std::memory_order_relaxed) ? MSG_DONTWAIT : 0);
     ssize_t sent;
@@ -240,7 +246,7 @@ size_t Bus::sendAtOnce(uint32_t destination, std::span<apipc_part> parts) {
     heads[count].msg_hdr.msg_iov = &buffers[count];
     heads[count++].msg_hdr.msg_iovlen = 1;
   }
-  const std::shared_ptr<Peers::Peer> peer = count > 0 ? m_peers.find(task) : nullptr;
+  const std::shared_ptr<Peers::Peer> peer = count > 0 ? peerOf(task) : nullptr;
   const int sent = peer ? ::sendmmsg(peer->socket.get(), heads.data(), count, MSG_NOSIGNAL | MSG_DONTWAIT) : 0;
   if (sent <= 0) return 0;
   peer->stalled.store(false, std::memory_order_relaxed);

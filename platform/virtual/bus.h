@@ -94,8 +94,8 @@ class Bus {
   size_t ahead() const { return m_ahead; }
   // The task that a message is for: the one in its envelope when `destination` is the bus's return address.
   static uint32_t receiver(uint32_t destination, std::span<const uint8_t> message);
-  // 0; -1 when there is no such task, its queue stays full for 100 ms, or the message is too long. With a fault,
-  // nothing is sent and the result is the fault.
+  // 0; -1 when there is no such task or it is the daemon itself, its queue stays full for 100 ms, or the message is too
+  // long. With a fault, nothing is sent and the result is the fault.
   int send(uint32_t receiver, std::span<const uint8_t> message, int fault = 0);
   // Sends the first of these messages as long as they have the same receiver and it takes them without a wait: how many
   // it took, whose results are set.
@@ -108,8 +108,10 @@ class Bus {
   LocalQueue queue;
 
  private:
+  std::shared_ptr<Peers::Peer> peerOf(uint32_t task);
   int deliver(uint32_t task, std::span<const uint8_t> message);
 
+  std::atomic<uint32_t> m_task{0};  // the daemon's own
   std::atomic<int> m_socket{-1};
   Descriptor m_owner;
   Peers m_peers;
