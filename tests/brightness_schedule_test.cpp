@@ -63,6 +63,9 @@ TEST_F(BrightnessSchedule, NodesWithoutATimeOfDayAreNotWaitedFor) {
   configure(ScheduleTable{{{0xFF, 0xFF, 0x01, 30}}});
   EXPECT_THAT(sent(), ElementsAre("0 30"));
   EXPECT_THAT(sentUntil("12:05:00"), IsEmpty());
+  configure(ScheduleTable{{{0x12, 0x10, 0x01, 50}, {0xFF, 0xFF, 0x01, 30}}});
+  sent();
+  EXPECT_THAT(sentUntil("12:11:00"), ElementsAre("0 50"));  // once, though it is armed again at once
 }
 
 TEST_F(BrightnessSchedule, ARestartOfTheModeOwesNothingOfTheTimeBefore) {
@@ -108,6 +111,10 @@ TEST_F(MixedBrightness, AFixedNodeIsSentAgainEveryTenMinutesUntilAnotherBegins) 
   EXPECT_THAT(sentUntil("12:24:45"), IsEmpty());
   EXPECT_THAT(sentUntil("12:25:05"), ElementsAre("all 102"));
   EXPECT_THAT(sentUntil("12:50:00"), IsEmpty());  // a sensor-driven node, without a sensor
+  block.nodes = {{0x06, 0x00, 20, false, 0x7F, false}, {0x12, 0x55, 40}, {0x13, 0x00, 60, false, 0x7F, false}};
+  configure(block);
+  sent();
+  EXPECT_THAT(sentUntil("12:56:00"), ElementsAre("all 102"));  // once, though it is the only one of three
 }
 
 TEST_F(BrightnessSchedule, NothingIsReadOrWrittenWhenNothingIsDue) {

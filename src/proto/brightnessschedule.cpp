@@ -152,7 +152,8 @@ void BrightnessControl::TimeToOver_Handler() {
   if (outcome == BrightnessAlarm::kFired) RtcIntOccurArrived = ENABLE;
 }
 
-// Every node of the minute that has come, in order: they may be for different ports.
+// Every node of the minute that has come, in order: they may be for different ports. The last of them may have armed
+// the first, for the next day.
 void BrightnessControl::ProgrammableBrightnessAdjust() {
   const Guard guard(m_mutex);
   if (ProgrammableAdjustEnable == DISABLE) return;
@@ -162,12 +163,12 @@ void BrightnessControl::ProgrammableBrightnessAdjust() {
   }
   if (ProgrammableAdjustArrived == DISABLE) return;
   ProgrammableAdjustArrived = DISABLE;
-  for (size_t left = m_schedule.nodes.size(); left > 0; --left) {
-    const ScheduleNode& node = m_schedule.nodes[static_cast<size_t>(RtcIndex)];
-    applyScheduleNode(node);
+  const int first = RtcIndex;
+  const unsigned start = startKey(m_schedule.nodes[static_cast<size_t>(first)]);
+  do {
+    applyScheduleNode(m_schedule.nodes[static_cast<size_t>(RtcIndex)]);
     InsertInterruptTimeToQueue(0);
-    if (startKey(m_schedule.nodes[static_cast<size_t>(RtcIndex)]) != startKey(node)) return;
-  }
+  } while (RtcIndex != first && startKey(m_schedule.nodes[static_cast<size_t>(RtcIndex)]) == start);
 }
 
 void BrightnessControl::MixBrightnessAdjust() {
@@ -195,13 +196,15 @@ void BrightnessControl::applyDueMixedNodes(Guard& guard) {
   const unsigned today = NowTimeGetWeek(now.local) - 1;  // bit 0: Monday
   const unsigned key = timeKey(now.hourBcd(), now.minuteBcd());
   const uint32_t restarts = m_restarts;
-  for (size_t left = m_mixed.nodes.size(); left > 0; --left) {
+  const int first = RtcIndex;
+  const unsigned start = startKey(m_mixed.nodes[static_cast<size_t>(first)]);
+  const unsigned weekday = start <= key ? today : (today + kWeek - 1) % kWeek;
+  do {
     const MixedNode node = m_mixed.nodes[static_cast<size_t>(RtcIndex)];
-    if (activeOn(node, startKey(node) <= key ? today : (today + kWeek - 1) % kWeek)) applyMixedNode(node, guard);
+    if (activeOn(node, weekday)) applyMixedNode(node, guard);
     if (m_restarts != restarts) return;  // another plan is in force
     InsertInterruptTimeToQueue(1);
-    if (startKey(m_mixed.nodes[static_cast<size_t>(RtcIndex)]) != startKey(node)) return;
-  }
+  } while (RtcIndex != first && startKey(m_mixed.nodes[static_cast<size_t>(RtcIndex)]) == start);
 }
 
 void BrightnessControl::applyMixedNode(const MixedNode& node, Guard& guard) {
