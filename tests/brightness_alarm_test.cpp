@@ -60,6 +60,16 @@ TEST_F(AlarmTest, ArmedWithinItsMinuteItFiresUntilTheFourthSecond) {
   EXPECT_THAT(fired(at("08:00:03"), at("08:02:00")), ElementsAre(at("08:00:03")));
 }
 
+TEST_F(AlarmTest, AGapWhileNodesAreOwedForgetsNone) {
+  alarm.reset(at("07:00:00"));
+  alarm.arm(0x08, 0x00);
+  EXPECT_EQ(alarm.check(at("10:00:00")), BrightnessAlarm::kFired);
+  alarm.arm(0x09, 0x00);
+  EXPECT_EQ(alarm.check(at("10:00:09")), BrightnessAlarm::kFired);  // the first one's gradual change took so long
+  alarm.arm(0x08, 0x00);
+  EXPECT_EQ(alarm.check(at("10:00:18")), BrightnessAlarm::kQuiet);
+}
+
 TEST_F(AlarmTest, TellsWhetherItHasFiredForWhatIsArmed) {
   alarm.reset(at("07:59:00"));
   alarm.arm(0x08, 0x00);

@@ -52,7 +52,7 @@ BrightnessAlarm::Outcome BrightnessAlarm::check(CivilSeconds now) {
     m_owedSince.reset();
     return kWentBack;
   }
-  if (now - before > kLongestQuietCheck) m_owedSince = std::max(before, now - kDay);
+  if (now - before > kLongestQuietCheck) m_owedSince = std::max(m_owedSince.value_or(before), now - kDay);
   if (now - before >= kDay) return kDaysPassed;
   if (INT_Once != kArmed || !isDue(now)) return kQuiet;
   INT_Once = kIdle;
