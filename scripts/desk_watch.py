@@ -27,7 +27,7 @@ MACHINE = {"clock_settime", "settimeofday", "adjtimex", "clock_adjtime", "reboot
            "open_by_handle_at", "bpf", "perf_event_open", "acct", "quotactl", "syslog"}
 OPENED = {"fchmod", "fchown", "fsetxattr", "fremovexattr"}  # of a file that may be open for reading only
 SIGNALS = {"kill": 0, "tkill": 0, "tgkill": 0, "rt_sigqueueinfo": 0, "rt_tgsigqueueinfo": 0, "pidfd_open": 0,
-           "prlimit64": 0, "setpriority": 1, "sched_setaffinity": 0, "sched_setscheduler": 0}
+           "prlimit64": 0, "setpriority": 1, "sched_setaffinity": 0, "sched_setscheduler": 0, "sched_setattr": 0}
 STARTS = {"clone", "clone3", "fork", "vfork"}
 PLACES = {"chdir", "fchdir"}
 OPENS = {"open", "openat", "openat2"}
