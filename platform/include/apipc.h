@@ -47,7 +47,8 @@ const uint8_t* apipc_que_attach(apipc_msg_t* message, uint32_t* length);
 void apipc_que_detach(apipc_msg_t* message, const uint8_t* body);
 
 /* Sends `length` bytes to the task; to task number 0x070400, to the task that the envelope's first field names. 0, or
- * -1 when there is no such task or its queue stays full for 100 ms. */
+ * -1 when there is no such task, its queue stays full for 100 ms, or it is the caller itself: the reply to a request in
+ * the daemon's own name would be its next request, without an end. */
 int apipc_send(uint32_t destination, const void* buffer, uint32_t length);
 
 /* One of several messages to send, and what became of it. */
